@@ -1,0 +1,5 @@
+// The DF1 protocol's parts that drivers share, all at once.
+#pragma once
+
+#include "drivers/df1/addressing.h"
+#include "drivers/df1/framing.h"

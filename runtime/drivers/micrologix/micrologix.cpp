@@ -1,0 +1,138 @@
+#include "drivers/micrologix/micrologix.h"
+
+#include "drivers/drv_dev_setting.h"
+
+namespace {
+
+const QString VERSION = QLatin1String("1.0.0");
+const int BLOCK_SIZE = 1024;
+
+QRegExp pattern(const char* text, Qt::CaseSensitivity sensitivity)
+{
+    return QRegExp(QLatin1String(text), sensitivity);
+}
+
+}
+
+DriverABMicroLogix::DriverABMicroLogix()
+    : m_hasError(false)
+    , m_debugMode(false)
+    , m_tns(0)
+    , m_bitAddress(pattern("^(\\w+):(\\d+)/(\\d+)$", Qt::CaseSensitive))
+    , m_mnemonicBitAddress(pattern("^(\\w+):(\\d+)/([a-z]+)$", Qt::CaseInsensitive))
+    , m_subElementBitAddress(pattern("^(\\w+):(\\d+)\\.([a-z]+)/(\\d+)$", Qt::CaseInsensitive))
+    , m_wordAddress(pattern("^(\\w+):(\\d+)$", Qt::CaseSensitive))
+    , m_subElementAddress(pattern("^(\\w+):(\\d+)\\.([a-z]+)", Qt::CaseInsensitive))
+    , m_buffer(ReceiveBufferSize, '\0')
+{}
+
+DriverABMicroLogix::~DriverABMicroLogix() = default;
+
+int DriverABMicroLogix::totalSize()
+{
+    return BLOCK_SIZE;
+}
+
+bool DriverABMicroLogix::initialize(AbstractDeviceInterface* port)
+{
+    Q_UNUSED(port)
+    return true;
+}
+
+int DriverABMicroLogix::validation(const QString& text)
+{
+    Q_UNUSED(text)
+    return 0;
+}
+
+QString DriverABMicroLogix::name()
+{
+    return QLatin1String("MicroLogix DF1 RS232");
+}
+
+QString DriverABMicroLogix::vender()
+{
+    return QLatin1String("Allen Bradley");
+}
+
+QString DriverABMicroLogix::getVersionNumber()
+{
+    return VERSION;
+}
+
+DeviceSetting* DriverABMicroLogix::getDefaultSerialDeviceSetting()
+{
+    return new DeviceSetting(DEVICE_RS232, QLatin1String("COM2"), 19200, 8, 0, 0);
+}
+
+DriverSetting* DriverABMicroLogix::getDefaultDriverSetting()
+{
+    return new DriverSetting(500, 3, 1, 0);
+}
+
+QString DriverABMicroLogix::getStringBasedDefaultDriverSetting()
+{
+    return QLatin1String("RS232,19200,NONE,8,1");
+}
+
+int DriverABMicroLogix::supportedCommunicationFlags()
+{
+    return DEVICE_RS232;
+}
+
+void DriverABMicroLogix::setDebugMode(bool on)
+{
+    m_debugMode = on;
+}
+
+int DriverABMicroLogix::getBlockAccessSize()
+{
+    return BLOCK_SIZE;
+}
+
+int DriverABMicroLogix::getBitBlockAccessSize()
+{
+    return BLOCK_SIZE;
+}
+
+bool DriverABMicroLogix::hasError()
+{
+    return m_hasError;
+}
+
+QString DriverABMicroLogix::getLastError()
+{
+    return m_lastError;
+}
+
+QObject* DriverABMicroLogix::getThisObject()
+{
+    return this;
+}
+
+void DriverABMicroLogix::clearError()
+{
+    m_hasError = false;
+}
+
+void DriverABMicroLogix::setCommError(const QString& text)
+{
+    m_hasError = true;
+    m_lastError = text;
+}
+
+unsigned short DriverABMicroLogix::getTNS() const
+{
+    return m_tns;
+}
+
+unsigned short DriverABMicroLogix::getNextTNS()
+{
+    m_tns = static_cast<unsigned short>(m_tns == 65535 ? 1 : m_tns + 1);
+    return m_tns;
+}
+
+unsigned char DriverABMicroLogix::getSourceAddr(AbstractDeviceInterface* port)
+{
+    return static_cast<unsigned char>(port->sourceAddress());
+}

@@ -1,0 +1,5 @@
+// The shared toolkit's general helpers, all at once.
+#pragma once
+
+#include "drivers/tools/checksums.h"
+#include "drivers/tools/packing.h"
