@@ -139,6 +139,8 @@ void TestTransaction::reception_data()
         << (Pieces() << ACK + reply("00010034")) << loss << 0 << 0;
     QTest::newRow("data: more than asked for")
         << (Pieces() << ACK + reply("000100341256")) << responseCrc << 0 << 0;
+    QTest::newRow("data: doubled DLEs whole, check missing")
+        << (Pieces() << ACK + reply("0001001010").left(14)) << loss << 0 << 0;
     QTest::newRow("data: DLE and its partner apart")
         << (Pieces() << ACK + reply("0001001010").left(11) << hex("10101003")) << loss << 0 << 0;
 }

@@ -297,7 +297,7 @@ QByteArray ByteArrayPack(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const QByteArray packed = VByteArrayPack(format, arguments);
+    QByteArray packed = VByteArrayPack(format, arguments);
     va_end(arguments);
     return packed;
 }
