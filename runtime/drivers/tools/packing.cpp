@@ -1,7 +1,6 @@
 #include "drivers/tools/packing.h"
 
 #include <climits>
-#include <cstring>
 
 namespace {
 
@@ -297,7 +296,7 @@ QByteArray ByteArrayPack(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const QByteArray packed = VByteArrayPack(format, arguments);
+    QByteArray packed = VByteArrayPack(format, arguments);
     va_end(arguments);
     return packed;
 }
