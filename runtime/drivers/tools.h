@@ -3,3 +3,4 @@
 
 #include "drivers/tools/checksums.h"
 #include "drivers/tools/packing.h"
+#include "drivers/tools/plcaddress.h"
