@@ -8,7 +8,7 @@ namespace {
 int bytesOf(int count, int unitSize)
 {
     const qint64 bytes = static_cast<qint64>(count) * unitSize;
-    return static_cast<int>(qBound<qint64>(INT_MIN, bytes, INT_MAX));
+    return static_cast<int>(qBound(qint64(INT_MIN), bytes, qint64(INT_MAX)));
 }
 
 }

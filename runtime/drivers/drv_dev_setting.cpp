@@ -4,7 +4,7 @@
 
 namespace {
 
-bool namesEntry(int index, int entries)
+bool namesEntry(int index, qint64 entries)
 {
     return index >= 0 && index < entries;
 }

@@ -2,4 +2,6 @@
 #pragma once
 
 #include "drivers/tools/checksums.h"
+#include "drivers/tools/conversions.h"
 #include "drivers/tools/packing.h"
+#include "drivers/tools/plcaddress.h"

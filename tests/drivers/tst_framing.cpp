@@ -1,21 +1,7 @@
 #include <QtTest>
 
 #include "drivers/df1/framing.h"
-#include "drivers/tools/checksums.h"
-
-namespace {
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
-
-const unsigned char* bytesOf(const QByteArray& data)
-{
-    return reinterpret_cast<const unsigned char*>(data.constData());
-}
-
-}
+#include "support/bytes.h"
 
 class TestFraming : public QObject
 {
@@ -152,12 +138,12 @@ void TestFraming::counting()
     QFETCH(int, pos);
 
     int scanned = 0;
-    QCOMPARE(DF1CountEscapedDLEData(bytesOf(data), wanted, data.size(), scanned), count);
+    QCOMPARE(DF1CountEscapedDLEData(bytesOf(data), wanted, sizeOf(data), scanned), count);
     QCOMPARE(scanned, pos);
     if (wanted < count + 2)
         return;
     scanned = 0;
-    QCOMPARE(DF1CountEscapedDLEData(bytesOf(data), data.size(), scanned), count);
+    QCOMPARE(DF1CountEscapedDLEData(bytesOf(data), sizeOf(data), scanned), count);
     QCOMPARE(scanned, pos);
 }
 
@@ -168,7 +154,7 @@ void TestFraming::countsAStreamInPieces()
     for (int cut = 0; cut <= data.size(); ++cut) {
         int pos = 0;
         const int first = DF1CountEscapedDLEData(bytesOf(data), cut, pos);
-        const int second = DF1CountEscapedDLEData(bytesOf(data), data.size(), pos);
+        const int second = DF1CountEscapedDLEData(bytesOf(data), sizeOf(data), pos);
         QCOMPARE(first + second, 6);
         QCOMPARE(pos, 9);
     }
@@ -191,7 +177,7 @@ void TestFraming::refusesOnlyACutPair()
 {
     QFETCH(QByteArray, data);
     QFETCH(bool, sound);
-    QCOMPARE(DF1CheckEscapedDLEData(bytesOf(data), data.size()), sound);
+    QCOMPARE(DF1CheckEscapedDLEData(bytesOf(data), sizeOf(data)), sound);
 }
 
 QTEST_APPLESS_MAIN(TestFraming)

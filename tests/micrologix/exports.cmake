@@ -19,6 +19,13 @@ set(allowed
     "update_crc_(ccitt|16|kermit|dnp|32|sick)\\(.*"
     "(UInt8CheckSum|UShortCheckSum|XorUInt8CheckSum|CRC16Calculate)\\(.*"
     "V?(ByteArrayPack|DataPack|DataUnpack)\\(.*"
+    "(set|clear|get)Bit\\(.*" "QByteArrayTo(Int|Word|Short)\\(.*" "(word|short|int)ToByteArray\\(.*"
+    "appendBigEndianUShort\\(.*" "(fromBigEndian|toLittleEndian|toBigEndian)U(Short|Long)Array\\(.*"
+    "To(16|32|64)bitsData\\(.*" "GetSafeDataLen\\(.*" "ToSafeData\\(.*" "NumOf(Bits|Bytes)ToNumOf.*"
+    "FitBitArray\\(.*" "clearUnnecessaryBits\\(.*" "ExpandBitsToBytes\\(.*" "CopyBits\\(.*"
+    "RightShiftNBits\\(.*" "void RotateArray<unsigned char>\\(.*" "reverseArray\\(.*"
+    "ExtractPrefixSymbol\\(.*" "ExtractPLCDeviceAddress\\(.*" "HexToUInt\\(.*"
+    "TxPackage::.*" "EmptyPackageSizeList\\(.*"
     "DF1_DLE_(STX|ETX|ENQ|ACK|NAK)"
     "DF1(CRC16|ToDataLinkLayerPacket2?|EscapeDLE|FoldDLE|CheckEscapedDLEData|CountEscapedDLEData)\\(.*"
     "DF1Get(FileType|FileNo)\\(.*")

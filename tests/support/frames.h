@@ -1,12 +1,7 @@
 // Frames made without the code under test: own doubling, own bitwise CRC.
 #pragma once
 
-#include <QByteArray>
-
-inline QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
+#include "support/bytes.h"
 
 inline QByteArray frameOf(const QByteArray& message)
 {

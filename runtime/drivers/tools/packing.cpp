@@ -1,7 +1,6 @@
 #include "drivers/tools/packing.h"
 
 #include <climits>
-#include <cstring>
 
 namespace {
 

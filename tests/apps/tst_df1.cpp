@@ -1,0 +1,182 @@
+#include <QProcess>
+#include <QtTest>
+#include <unistd.h>
+
+#include "support/frames.h"
+#include "support/ptypair.h"
+
+namespace {
+
+struct Outcome
+{
+    int exitCode;
+    QString output;
+    QString errors;
+};
+
+Outcome runDf1(const QStringList& arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(DF1_FILE), arguments);
+    if (!process.waitForFinished(20000))
+        return {-1, QString(), process.errorString()};
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+}
+
+/// df1 as a script sees it: arguments in, output and exit code out.
+class TestDf1 : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void failures_data();
+    void failures();
+    void printsATable();
+    void readsOnAfterARefusal();
+    void tellsLineFaultsApart_data();
+    void tellsLineFaultsApart();
+    void noticesALineThatHangsUp();
+    void answersTwoRunsInARowAtOnce();
+};
+
+void TestDf1::failures_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("no verb") << "" << 2 << "subcommand is required";
+    QTest::newRow("no address") << "read" << 2 << "address is required";
+    QTest::newRow("unknown option") << "read N7:0 --speed 3" << 2 << "--speed";
+    QTest::newRow("no element") << "read N7" << 2 << "invalid address format";
+    QTest::newRow("element out of range") << "read N7:65536" << 2 << "0 to 65535";
+    QTest::newRow("file out of range") << "read N300:0" << 2 << "0 to 255";
+    QTest::newRow("too many values") << "read F8:0 --count 62" << 2 << "--count 61 at most";
+    QTest::newRow("station out of range") << "read N7:0 --station 255" << 2 << "0 to 254";
+    QTest::newRow("bad line") << "read N7:0 --line 19200,NONE,9,1" << 2 << "9";
+    QTest::newRow("no plugin") << "read N7:0 --plugin /nonexistent" << 2 << "/nonexistent";
+    QTest::newRow("no port") << "read N7:0 --port /nonexistent" << 3 << "no such device";
+    QTest::newRow("no server") << "read N7:0 --port tcp://127.0.0.1:1" << 3 << "refused";
+    QTest::newRow("no such file") << "read N99:0" << 6 << "invalid address:N99:0";
+}
+
+// Catches: a wrong exit code, a failure in silence, data printed beside it.
+void TestDf1::failures()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+
+    const Outcome outcome = runDf1(arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    QCOMPARE(outcome.exitCode, exitCode);
+    QCOMPARE(outcome.output, QString());
+    QVERIFY2(outcome.errors.contains(message), qPrintable(outcome.errors));
+}
+
+// Catches: values under the wrong address, and columns that scripts can't split.
+void TestDf1::printsATable()
+{
+    const Outcome outcome = runDf1({"read", "--count", "2", "N7:2", "F8:0", "T4:0.PRE"});
+    QCOMPARE(outcome.exitCode, 0);
+    QCOMPARE(outcome.errors, QString());
+    QStringList addresses;
+    for (const QString& line : outcome.output.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        const QStringList columns = line.simplified().split(QLatin1Char(' '));
+        QCOMPARE(columns.size(), 3);
+        addresses << columns.first();
+    }
+    QCOMPARE(addresses.join(QLatin1Char(' ')),
+             QString("ADDRESS N7:2 N7:3 F8:0 F8:1 T4:0.PRE T4:1.PRE"));
+    QVERIFY(outcome.output.contains(QRegularExpression("\nN7:2 +16 +0010\n")));
+}
+
+// Catches: one bad address that hides the values of the others.
+void TestDf1::readsOnAfterARefusal()
+{
+    const Outcome outcome = runDf1({"read", "N99:0", "N7:2"});
+    QCOMPARE(outcome.exitCode, 6);
+    QVERIFY(outcome.output.contains("N7:2"));
+}
+
+void TestDf1::tellsLineFaultsApart_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("silence") << QByteArray() << 4 << "PLC no response";
+    QTest::newRow("noise") << hex("FE7A") << 5 << "invalid PLC response";
+    QTest::newRow("half an answer") << hex("10") << 5 << "packet loss";
+    QTest::newRow("only NAKs") << hex("1015") << 5 << "request CRC error";
+}
+
+// Catches: a fault of the line reported under another exit code.
+void TestDf1::tellsLineFaultsApart()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(int, exitCode);
+    QFETCH(QString, message);
+
+    const support::PtyPair line;
+    std::thread controller([&] {
+        char buffer[64];
+        qint64 received = 0;
+        while (received < 18) // one read request for N7:0
+            received += ::read(line.master(), buffer, sizeof buffer);
+        const ssize_t sent =
+            ::write(line.master(), answer.constData(), static_cast<size_t>(answer.size()));
+        Q_UNUSED(sent)
+    });
+    const Outcome outcome =
+        runDf1({"read", "N7:0", "--port", line.slavePath(), "--retry", "0", "--timeout", "200"});
+    controller.join();
+    QCOMPARE(outcome.exitCode, exitCode);
+    QCOMPARE(outcome.output, QString());
+    QVERIFY2(outcome.errors.contains(message), qPrintable(outcome.errors));
+}
+
+// Catches: a lost line that is reported as a silent controller, after a long wait.
+void TestDf1::noticesALineThatHangsUp()
+{
+    support::PtyPair line;
+    std::thread controller([&] {
+        char buffer[64];
+        const ssize_t received = ::read(line.master(), buffer, sizeof buffer);
+        Q_UNUSED(received)
+        line.closeMaster();
+    });
+    const Outcome outcome =
+        runDf1({"read", "N7:0", "--port", line.slavePath(), "--timeout", "15000"});
+    controller.join();
+    QCOMPARE(outcome.exitCode, 3);
+    QVERIFY2(outcome.errors.contains(line.slavePath()), qPrintable(outcome.errors));
+}
+
+// Catches: every run beginning with the same transaction number, which a real
+// controller takes for a repetition of the request before.
+void TestDf1::answersTwoRunsInARowAtOnce()
+{
+    const support::PtyPair line;
+    QSet<QByteArray> numbers;
+    for (int run = 0; run < 4; ++run) {
+        QByteArray request;
+        std::thread controller([&] {
+            char byte = 0;
+            while (!request.contains(hex("1003")) && ::read(line.master(), &byte, 1) == 1)
+                request.append(byte);
+        });
+        runDf1({"read", "N7:0", "--port", line.slavePath(), "--retry", "0", "--timeout", "1"});
+        controller.join();
+        char check[2];
+        QCOMPARE(::read(line.master(), check, 2), ssize_t(2));
+        numbers.insert(request);
+    }
+    QVERIFY(numbers.size() > 1);
+}
+
+QTEST_GUILESS_MAIN(TestDf1)
+#include "tst_df1.moc"
