@@ -1,0 +1,151 @@
+#include "simulator/datatables.h"
+
+#include <random>
+
+namespace simulator {
+
+namespace {
+
+// The bits of a control word, as ladder programs name them.
+constexpr quint16 bitEN = 1 << 15; // timer, control: enabled
+constexpr quint16 bitTT = 1 << 14; // timer: timing
+constexpr quint16 bitCU = 1 << 15; // counter: count-up rung is true
+constexpr quint16 bitCD = 1 << 14; // counter: count-down rung is true
+constexpr quint16 bitDN = 1 << 13; // done
+
+class Filler
+{
+public:
+    explicit Filler(quint32 seed)
+        : m_random(seed)
+    {}
+
+    void fill(DataTables& tables)
+    {
+        patterns(tables.add(0, FileType::Output, 32), 0x003F);
+        patterns(tables.add(1, FileType::Input, 32), 0x03FF);
+        status(tables.add(2, FileType::Status, 66));
+        DataFile& bits = tables.add(3, FileType::Bit, 64);
+        patterns(bits, 0xFFFF);
+        bits.setWord(2, 0, 0x1010);
+        timers(tables.add(4, FileType::Timer, 40));
+        counters(tables.add(5, FileType::Counter, 40));
+        controls(tables.add(6, FileType::Control, 40));
+        integers(tables.add(7, FileType::Integer, 256));
+        reals(tables.add(8, FileType::Float, 64));
+    }
+
+private:
+    // Library distributions differ between platforms; the engine itself does not.
+    int between(int low, int high)
+    {
+        return low + static_cast<int>(m_random() % static_cast<quint32>(high - low + 1));
+    }
+
+    quint16 chance(quint16 bit) { return between(0, 1) == 1 ? bit : 0; }
+
+    void patterns(DataFile& file, int mask)
+    {
+        for (int element = 0; element < file.elements(); ++element)
+            file.setWord(element, 0, static_cast<quint16>(between(1, 0xFFFF) & mask));
+    }
+
+    // Mode, scan time, clock and firmware stand where the MicroLogix status file
+    // has them; the other words are small counts.
+    void status(DataFile& file)
+    {
+        for (int element = 0; element < file.elements(); ++element)
+            file.setWord(element, 0, static_cast<quint16>(between(0, 31)));
+        const int fixed[][2] = {
+            {1, 0x0006},               // remote run
+            {3, between(5, 40)},       // scan time
+            {37, between(2008, 2030)}, // year
+            {38, between(1, 12)},      // month
+            {39, between(1, 28)},      // day
+            {40, between(0, 23)},      // hours
+            {41, between(0, 59)},      // minutes
+            {42, between(0, 59)},      // seconds
+            {59, between(1, 16)},      // firmware release
+            {60, 1100},                // processor
+        };
+        for (const auto& [element, value] : fixed)
+            file.setWord(element, 0, static_cast<quint16>(value));
+    }
+
+    void setElement(DataFile& file, int element, int control, int preset, int accumulated)
+    {
+        file.setWord(element, 0, static_cast<quint16>(control));
+        file.setWord(element, 1, static_cast<quint16>(preset));
+        file.setWord(element, 2, static_cast<quint16>(accumulated));
+    }
+
+    void timers(DataFile& file)
+    {
+        for (int element = 0; element < file.elements(); ++element) {
+            const int preset = 10 * between(1, 60);
+            switch (between(0, 2)) {
+            case 0: // rung false: an on-delay timer stands at zero
+                setElement(file, element, 0, preset, 0);
+                break;
+            case 1:
+                setElement(file, element, bitEN | bitTT, preset, between(0, preset - 1));
+                break;
+            default:
+                setElement(file, element, bitEN | bitDN, preset, preset);
+                break;
+            }
+        }
+    }
+
+    void counters(DataFile& file)
+    {
+        for (int element = 0; element < file.elements(); ++element) {
+            const int preset = between(5, 500);
+            const int count = between(0, 3) == 0 ? preset : between(0, preset);
+            const int done = count >= preset ? bitDN : 0;
+            setElement(file, element, chance(bitCU) | chance(bitCD) | done, preset, count);
+        }
+    }
+
+    void controls(DataFile& file)
+    {
+        for (int element = 0; element < file.elements(); ++element) {
+            const int length = between(4, 32);
+            const int position = between(0, 3) == 0 ? length : between(0, length);
+            const int done = position >= length ? bitDN : 0;
+            setElement(file, element, chance(bitEN) | done, length, position);
+        }
+    }
+
+    // Counting up from a round number, so that a read's elements tell where in the
+    // file they come from; every fifth is negative.
+    void integers(DataFile& file)
+    {
+        const int base = 100 * between(1, 90);
+        for (int element = 0; element < file.elements(); ++element) {
+            const int value = base + element;
+            file.setWord(element, 0, static_cast<quint16>(element % 5 == 4 ? -value : value));
+        }
+        file.setWord(2, 0, 0x0010);
+        file.setWord(3, 0, 0x1010);
+    }
+
+    void reals(DataFile& file)
+    {
+        for (int element = 0; element < file.elements(); ++element)
+            file.setReal(element, static_cast<float>(between(-500, 2000)) / 10.0F);
+    }
+
+    std::mt19937 m_random;
+};
+
+}
+
+DataTables seededTables(quint32 seed)
+{
+    DataTables tables;
+    Filler(seed).fill(tables);
+    return tables;
+}
+
+}

@@ -1,0 +1,267 @@
+#include <QtTest>
+
+#include <climits>
+#include <cmath>
+#include <random>
+
+#include "simulator/controller.h"
+
+using namespace simulator;
+
+namespace {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(text);
+}
+
+// Every file has something to tell it and its elements by.
+DataTables knownTables()
+{
+    DataTables tables;
+    tables.add(0, FileType::Output, 4).setWord(1, 0, 0x0021);
+    tables.add(1, FileType::Input, 4).setWord(2, 0, 0x0132);
+    tables.add(2, FileType::Status, 66).setWord(65, 0, 0x0265);
+    tables.add(3, FileType::Bit, 64).setWord(63, 0, 0x8001);
+    tables.add(4, FileType::Timer, 40).write(39, 0, hex("00C064000A00"));
+    tables.add(5, FileType::Counter, 40).write(0, 0, hex("008005000300 002006000600"));
+    tables.add(6, FileType::Control, 40).write(1, 0, hex("002010001000"));
+    DataFile& integers = tables.add(7, FileType::Integer, 256);
+    integers.write(0, 0, hex("2A00D6FF"));
+    integers.setWord(254, 0, 0x7254);
+    integers.setWord(255, 0, 0x7255);
+    DataFile& reals = tables.add(8, FileType::Float, 64);
+    reals.setReal(0, 0.1F);
+    reals.setReal(63, -1.5F);
+    tables.add(300, FileType::Integer, 1).setWord(0, 0, 0x0300);
+    return tables;
+}
+
+QByteArray imageOf(const DataTables& tables)
+{
+    QByteArray image;
+    for (const auto& [number, file] : tables.files())
+        image += *file.read(0, 0, file.elements() * file.bytesPerElement());
+    return image;
+}
+
+}
+
+class TestController : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void replies_data();
+    void replies();
+    void limits_data();
+    void limits();
+    void cutRequests();
+    void arbitraryRequests();
+    void filesKeepTheirBounds();
+    void seedsMakeImages();
+    void seededValuesAgree();
+};
+
+void TestController::replies_data()
+{
+    QTest::addColumn<QByteArray>("request"); // behind 01 00 0F 00 34 12 where it starts with A2
+    QTest::addColumn<QByteArray>("reply");   // STS, and behind the TNS
+    const auto row = [](const char* name, const char* request, const char* sts, const char* rest) {
+        QTest::newRow(name) << hex("01000F003412") + hex(request)
+                            << hex("00014F") + hex(sts) + hex("3412") + hex(rest);
+    };
+
+    row("O0:1", "A2 02 00 82 01 00", "00", "2100");
+    row("I1:2", "A2 02 01 83 02 00", "00", "3201");
+    row("S2:65, the last", "A2 02 02 84 41 00", "00", "6502");
+    row("B3:63", "A2 02 03 85 3F 00", "00", "0180");
+    row("T4:39", "A2 06 04 86 27 00", "00", "00C064000A00");
+    row("T4:39.PRE", "A2 02 04 86 27 01", "00", "6400");
+    row("T4:39.ACC, the last word", "A2 02 04 86 27 02", "00", "0A00");
+    row("C5:0 and 1", "A2 0C 05 87 00 00", "00", "008005000300002006000600");
+    row("C5:0.PRE and ACC", "A2 04 05 87 00 01", "00", "05000300");
+    row("C5:0.ACC into the next", "A2 04 05 87 00 02", "00", "03000020");
+    row("R6:1", "A2 06 06 88 01 00", "00", "002010001000");
+    row("N7:0 and 1", "A2 04 07 89 00 00", "00", "2A00D6FF");
+    row("N7:254, one byte", "A2 02 07 89 FE 00", "00", "5472");
+    row("N7:255, escaped", "A2 02 07 89 FFFF00 00", "00", "5572");
+    row("N7:0, escaped needlessly", "A2 02 07 89 FF0000 00", "00", "2A00");
+    row("C5:0.ACC, sub-element escaped", "A2 02 05 87 00 FF0200", "00", "0300");
+    row("file 300, escaped", "A2 02 FF2C01 89 00 00", "00", "0003");
+    row("F8:0", "A2 04 08 8A 00 00", "00", "CDCCCC3D");
+    row("F8:63", "A2 04 08 8A 3F 00", "00", "0000C0BF");
+
+    row("no function", "", "10", "");
+    row("unknown function", "A3 02 07 89 00 00", "10", "");
+    row("no fields", "A2", "10", "");
+    row("no sub-element", "A2 02 07 89 00", "10", "");
+    row("escape without its word", "A2 02 07 89 FF 00", "10", "");
+    row("a byte left over", "A2 02 07 89 00 00 00", "10", "");
+    row("no such file", "A2 02 09 89 00 00", "50", "");
+    row("no such file, low byte alike", "A2 02 FF0701 89 00 00", "50", "");
+    row("element behind the last", "A2 02 07 89 FF0001 00", "50", "");
+    row("element FFFF", "A2 02 07 89 FFFFFF 00", "50", "");
+    row("sub-element of a word", "A2 02 07 89 00 01", "50", "");
+    row("fourth sub-element", "A2 02 04 86 00 03", "50", "");
+    row("sub-element of a float", "A2 04 08 8A 00 01", "50", "");
+    row("size 0", "A2 00 07 89 00 00", "F0", "01");
+    row("half a word", "A2 03 07 89 00 00", "F0", "01");
+    row("half a float", "A2 06 08 8A 00 00", "F0", "01");
+    row("a word too many", "A2 04 07 89 FFFF00 00", "F0", "0A");
+    row("an element too many", "A2 06 04 86 27 01", "F0", "0A");
+    row("unknown type", "A2 02 07 81 00 00", "F0", "11");
+    row("unknown type, above", "A2 02 07 8B 00 00", "F0", "11");
+    row("bit file read as integers", "A2 02 03 89 00 00", "F0", "17");
+    row("too large beats what follows", "A2 CF 09 81 00 00", "F0", "09");
+
+    QTest::newRow("other stations and TNS")
+        << hex("07050F00FFEE A202078900 00") << hex("05074F00FFEE 2A00");
+    QTest::newRow("echo") << hex("010006000500 00 414210") << hex("000146000500 414210");
+    QTest::newRow("echo of nothing") << hex("010006000500 00") << hex("000146000500");
+    QTest::newRow("another diagnostic") << hex("010006000500 03") << hex("000146100500");
+    QTest::newRow("typed read's function elsewhere")
+        << hex("010006000500 A202078900 00") << hex("000146100500");
+    QTest::newRow("unknown command") << hex("090001000100 11 0002") << hex("000941100100");
+    QTest::newRow("a reply is not answered") << hex("01004F003412 2A00") << QByteArray();
+    QTest::newRow("less than a header") << hex("01000F0034") << QByteArray();
+}
+
+// Catches: a wrong field, escape, status or order of checks, stations not swapped.
+void TestController::replies()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, reply);
+    QCOMPARE(Controller(knownTables()).execute(request).toHex(' '), reply.toHex(' '));
+}
+
+void TestController::limits_data()
+{
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("granted");
+    QTest::newRow("1100, largest") << 206 << 206 << true;
+    QTest::newRow("1100, too large") << 206 << 208 << false;
+    QTest::newRow("1000, largest") << 82 << 82 << true;
+    QTest::newRow("1000, too large") << 82 << 84 << false;
+}
+
+// Catches: a limit that is off by one or not taken from the setting; echo limits.
+void TestController::limits()
+{
+    QFETCH(int, limit);
+    QFETCH(int, size);
+    QFETCH(bool, granted);
+
+    const Controller controller(knownTables(), limit);
+    QByteArray request = hex("01000F003412A200078900 00");
+    request[7] = static_cast<char>(size);
+    const QByteArray reply = controller.execute(request);
+    QCOMPARE(reply.mid(3, 1).toHex(), QByteArray(granted ? "00" : "f0"));
+    QCOMPARE(static_cast<int>(reply.size()), granted ? 6 + size : 7);
+
+    const QByteArray echo = hex("010006000500 00");
+    QCOMPARE(controller.execute(echo + QByteArray(243, 'x')).mid(6), QByteArray(243, 'x'));
+    QCOMPARE(controller.execute(echo + QByteArray(244, 'x')), hex("000146100500"));
+}
+
+// Catches: a field read past the request's end.
+void TestController::cutRequests()
+{
+    const Controller controller(knownTables());
+    const QByteArray whole = hex("01000F003412A2 02 FF0700 89 FF0000 FF0000");
+    QCOMPARE(controller.execute(whole).toHex(), QByteArray("00014f0034122a00"));
+    for (int length = 0; length < static_cast<int>(whole.size()); ++length) {
+        const QByteArray expected = length < 6 ? QByteArray() : hex("00014F103412");
+        QCOMPARE(controller.execute(whole.left(length)).toHex(), expected.toHex());
+    }
+}
+
+// Catches: bytes that lead a read outside its file (with the sanitizers: any overrun).
+void TestController::arbitraryRequests()
+{
+    const Controller controller(seededTables(1));
+    std::mt19937 random(20);
+    int granted = 0;
+    for (int round = 0; round < 100000; ++round) {
+        const auto file = static_cast<char>(random() % 9);
+        QByteArray request = hex("01000F003412A2");
+        request.append(static_cast<char>(random()));
+        request.append(file).append(static_cast<char>(0x82 + file));
+        for (auto left = random() % 7; left > 0; --left)
+            request.append(static_cast<char>(random() % 3 == 0   ? 0xFF
+                                             : random() % 2 == 0 ? random() % 4
+                                                                 : random()));
+        const QByteArray reply = controller.execute(request);
+        const int size = static_cast<quint8>(request.at(7));
+        const bool success = reply.at(3) == 0;
+        QVERIFY(success ? reply.size() == 6 + size : reply.size() <= 7);
+        granted += success ? 1 : 0;
+    }
+    QVERIFY(granted > 100);
+}
+
+// Catches: an access beyond the file, and half a write.
+void TestController::filesKeepTheirBounds()
+{
+    DataTables tables = knownTables();
+    const QByteArray before = imageOf(tables);
+    DataFile& timers = *tables.file(4);
+    QVERIFY(!timers.write(39, 2, hex("11112222")));
+    QVERIFY(!timers.write(-1, 0, hex("1111")));
+    QVERIFY(!timers.setWord(40, 0, 1));
+    QVERIFY(!timers.setWord(0, 3, 1));
+    QVERIFY(!timers.setReal(0, 1.0F));
+    QVERIFY(!timers.read(0, -1, 2));
+    QVERIFY(!timers.read(0, 0, -2));
+    QVERIFY(!timers.read(39, 0, INT_MAX));
+    QVERIFY(!timers.real(0));
+    QVERIFY(!tables.file(9));
+    QCOMPARE(imageOf(tables).toHex(), before.toHex());
+
+    QCOMPARE(timers.word(39, 1).value_or(0), static_cast<quint16>(100));
+    QCOMPARE(tables.file(8)->real(63).value_or(0), -1.5F);
+}
+
+// Catches: an image that depends on anything but the seed, or not on the seed.
+void TestController::seedsMakeImages()
+{
+    const QByteArray image = imageOf(seededTables(7));
+    QCOMPARE(image.size(), 2 * (32 + 32 + 66 + 64 + 256) + 6 * 120 + 4 * 64);
+    QCOMPARE(imageOf(seededTables(7)).toHex(), image.toHex());
+    QVERIFY(imageOf(seededTables(8)) != image);
+}
+
+// Catches: status bits that contradict the counts, and values nobody would believe.
+void TestController::seededValuesAgree()
+{
+    for (quint32 seed = 0; seed < 50; ++seed) {
+        const DataTables tables = seededTables(seed);
+        for (const int number : {4, 5, 6}) {
+            const DataFile& file = *tables.file(number);
+            for (int element = 0; element < file.elements(); ++element) {
+                const int control = *file.word(element, 0);
+                const int preset = *file.word(element, 1);
+                const int accumulated = *file.word(element, 2);
+                QVERIFY(preset > 0 && accumulated <= preset);
+                QCOMPARE((control & 0x2000) != 0, accumulated == preset);
+                const int running = control & 0xC000; // EN and TT
+                if (number == 4)
+                    QVERIFY(accumulated == preset ? running == 0x8000
+                            : running == 0        ? accumulated == 0
+                                                  : running == 0xC000);
+            }
+        }
+        for (int element = 0; element < 64; ++element) {
+            const double tenths = *tables.file(8)->real(element) * 10.0;
+            QVERIFY(std::isfinite(tenths) && std::abs(tenths - std::round(tenths)) < 0.001);
+        }
+        QCOMPARE(tables.file(7)->read(2, 0, 4)->toHex(), QByteArray("10001010"));
+        const auto ninth = static_cast<qint16>(*tables.file(7)->word(9));
+        QVERIFY(ninth < 0 && ninth == -static_cast<qint16>(*tables.file(7)->word(10)) + 1);
+        QCOMPARE(*tables.file(3)->word(2), static_cast<quint16>(0x1010));
+    }
+}
+
+QTEST_APPLESS_MAIN(TestController)
+#include "tst_controller.moc"
