@@ -1,0 +1,61 @@
+#include "host/driverloader.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonObject>
+
+namespace host {
+
+QString defaultDriverPath()
+{
+    QString chosen = qEnvironmentVariable("MICROLOGIX_PLUGIN");
+    if (!chosen.isEmpty())
+        return chosen;
+    return QDir::cleanPath(QCoreApplication::applicationDirPath()
+                           + QStringLiteral("/../lib/libmicrologix.so"));
+}
+
+DriverLoader::DriverLoader(const QString& path)
+{
+    QString fault;
+    const QFileInfo file(path);
+    if (!file.exists())
+        fault = QStringLiteral("no such file");
+    else if (!file.isFile())
+        fault = QStringLiteral("it is not a file");
+    if (fault.isEmpty()) {
+        // A bare name would be looked for in Qt's plugin folders.
+        m_loader.setFileName(file.absoluteFilePath());
+        fault = load();
+    }
+    if (!fault.isEmpty())
+        m_error = QStringLiteral("cannot load driver '%1': %2; give the driver's plugin file, such "
+                                 "as libmicrologix.so, or name it in MICROLOGIX_PLUGIN")
+                      .arg(path, fault);
+}
+
+DriverLoader::~DriverLoader()
+{
+    m_loader.unload(); // deletes the driver object too, once nobody else has loaded the file
+}
+
+/// Loads the file; what is wrong with it, or nothing.
+QString DriverLoader::load()
+{
+    // instance() alone would not count this loader as a user of a file that
+    // another one has loaded.
+    if (!m_loader.load())
+        return m_loader.errorString();
+    QObject* const root = m_loader.instance();
+    if (root == nullptr)
+        return m_loader.errorString();
+    m_driver = qobject_cast<DriverInterface*>(root);
+    if (m_driver != nullptr)
+        return QString();
+    return QStringLiteral("it is a plugin of another kind, '%1', where '%2' is expected")
+        .arg(m_loader.metaData().value(QStringLiteral("IID")).toString(),
+             QLatin1String(qobject_interface_iid<DriverInterface*>()));
+}
+
+}

@@ -1,0 +1,42 @@
+// Loads a driver plugin.
+#pragma once
+
+#include <QPluginLoader>
+#include <QString>
+
+#include "drivers/driverinterface.h"
+
+namespace host {
+
+/// Where the driver plugin is looked for by default: the file that the
+/// environment variable MICROLOGIX_PLUGIN names, else ../lib/libmicrologix.so
+/// seen from the application's own folder. Needs a QCoreApplication.
+QString defaultDriverPath();
+
+/// A loaded driver plugin and its driver object.
+///
+/// The object lives as long as the loader, which deletes it and unloads the
+/// file. Loaders of the same file in one program share one object; it goes with
+/// the last of them.
+class DriverLoader
+{
+public:
+    explicit DriverLoader(const QString& path = defaultDriverPath());
+    ~DriverLoader();
+    DriverLoader(const DriverLoader&) = delete;
+    DriverLoader& operator=(const DriverLoader&) = delete;
+
+    /// The driver, owned by the loader; null when the file can't be used.
+    DriverInterface* driver() const { return m_driver; }
+    /// What is wrong with the file, in one line; empty when there is a driver.
+    const QString& error() const { return m_error; }
+
+private:
+    QString load();
+
+    QPluginLoader m_loader;
+    DriverInterface* m_driver = nullptr;
+    QString m_error;
+};
+
+}

@@ -1,0 +1,81 @@
+#include <QtTest>
+
+#include <QPointer>
+
+#include "host/driverloader.h"
+
+class TestDriverLoader : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void refuses_data();
+    void refuses();
+    void ownsTheDriver();
+    void defaultPath();
+};
+
+void TestDriverLoader::refuses_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("fault");
+
+    QTest::newRow("no file") << "/nonexistent/lib.so"
+                             << "cannot load driver '/nonexistent/lib.so': no such file; give";
+    QTest::newRow("no name") << ""
+                             << "cannot load driver '': no such file; give";
+    QTest::newRow("directory") << "/"
+                               << "it is not a file; give";
+    QTest::newRow("no plugin") << "/etc/passwd"
+                               << "is not a";
+    QTest::newRow("another kind") << OTHER_PLUGIN_FILE
+                                  << "it is a plugin of another kind, 'example.other/1.0', where "
+                                     "'com.tavelmor.drivers.DriverInterface/1.1' is expected; give";
+}
+
+// Catches: a wrong file taken for a driver, or refused without saying why.
+void TestDriverLoader::refuses()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, fault);
+
+    const host::DriverLoader loader(path);
+    QVERIFY(loader.driver() == nullptr);
+    QVERIFY2(loader.error().contains(fault), qPrintable(loader.error()));
+    QVERIFY(!loader.error().contains('\n'));
+}
+
+// Catches: a driver that outlives its loader, or goes while another one uses it.
+void TestDriverLoader::ownsTheDriver()
+{
+    QPointer<QObject> driver;
+    for (int round = 0; round < 2; ++round) {
+        {
+            const host::DriverLoader first(MICROLOGIX_FILE);
+            QVERIFY2(first.driver() != nullptr, qPrintable(first.error()));
+            QCOMPARE(first.error(), QString());
+            driver = first.driver()->getThisObject();
+            const host::DriverLoader second(MICROLOGIX_FILE);
+            QCOMPARE(second.driver(), first.driver());
+        }
+        QVERIFY(driver.isNull());
+    }
+    auto first = std::make_unique<host::DriverLoader>(MICROLOGIX_FILE);
+    const host::DriverLoader second(MICROLOGIX_FILE);
+    driver = second.driver()->getThisObject();
+    first.reset();
+    QVERIFY(!driver.isNull());
+}
+
+// Catches: a default that misses the build tree, or ignores the variable.
+void TestDriverLoader::defaultPath()
+{
+    qunsetenv("MICROLOGIX_PLUGIN");
+    QCOMPARE(QFileInfo(host::defaultDriverPath()), QFileInfo(MICROLOGIX_FILE));
+    qputenv("MICROLOGIX_PLUGIN", "/opt/other.so");
+    QCOMPARE(host::defaultDriverPath(), QString("/opt/other.so"));
+    qunsetenv("MICROLOGIX_PLUGIN");
+}
+
+QTEST_GUILESS_MAIN(TestDriverLoader)
+#include "tst_driverloader.moc"
