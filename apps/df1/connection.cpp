@@ -1,0 +1,191 @@
+#include "connection.h"
+
+#include <CLI/CLI.hpp>
+#include <QRandomGenerator>
+
+#include "drivers/drv_dev_setting.h"
+#include "host/driverloader.h"
+#include "host/link.h"
+#include "simulator/server.h"
+
+namespace {
+
+const char* const SIMULATOR = "sim";
+const quint32 SIMULATOR_SEED = 1;
+
+host::PortSettings portSettings(const ConnectionOptions& options, DriverInterface& driver)
+{
+    const std::unique_ptr<DriverSetting> defaults(driver.getDefaultDriverSetting());
+    host::PortSettings settings;
+    settings.timeoutMs = options.timeout.value_or(defaults->timeout);
+    settings.retryCount = options.retry.value_or(defaults->retry);
+    settings.destination = options.station.value_or(defaults->stationid);
+    settings.source = options.self;
+    settings.delayMs = static_cast<unsigned int>(options.delay.value_or(defaults->delay));
+    return settings;
+}
+
+host::LineSettings lineSettings(const ConnectionOptions& options, DriverInterface& driver)
+{
+    // The driver's own text begins with the port kind.
+    const QString text = options.line ? QString::fromStdString(*options.line)
+                                      : driver.getStringBasedDefaultDriverSetting().section(',', 1);
+    QString error;
+    const std::optional<host::LineSettings> line = host::LineSettings::parse(text, &error);
+    if (!line)
+        throw Failure(ExitCode::Usage, error);
+    return *line;
+}
+
+/// A port with nobody behind it.
+class DeadPort : public AbstractDeviceInterface
+{
+public:
+    explicit DeadPort(int retries)
+        : m_retries(retries)
+    {}
+
+    int receiveData(unsigned char*, int) override { return 0; }
+    void sendData(const unsigned char*, int) override {}
+    void getParameter(int, QVariant&) override {}
+    void setParameter(int, const QVariant&) override {}
+    int retryCount() override { return m_retries; }
+    int destinationAddress() override { return 0; }
+    int sourceAddress() override { return 0; }
+    unsigned int delayTime() override { return 0; }
+
+private:
+    int m_retries;
+};
+
+std::unique_ptr<simulator::PtyServer> startSimulator(const host::PortSettings& settings)
+{
+    simulator::StationSettings station;
+    station.station = static_cast<quint8>(settings.destination);
+    auto server = std::make_unique<simulator::PtyServer>(
+        simulator::Controller(simulator::seededTables(SIMULATOR_SEED)), station);
+    QString error;
+    if (!server->start(&error))
+        throw Failure(ExitCode::Port, error);
+    return server;
+}
+
+// A new driver begins at transaction 1, and a controller discards a request that
+// carries the number of the one before: without this the second of two runs in a
+// row would lose its first attempt.
+void scatterTransactionNumbers(DriverInterface& driver)
+{
+    const int mostAttempts = 200;
+    DeadPort port(QRandomGenerator::global()->bounded(mostAttempts));
+    CommunicatorCommand command;
+    command.type = 2;
+    command.address = QStringLiteral("N7:0");
+    driver.read(&port, command);
+}
+
+ExitCode exitCodeOf(const QString& driverText)
+{
+    if (driverText.endsWith(QLatin1String("address format")))
+        return ExitCode::Usage;
+    if (driverText.startsWith(QLatin1String("invalid address:")))
+        return ExitCode::Refused;
+    if (driverText == QLatin1String("PLC no response"))
+        return ExitCode::NoAnswer;
+    return ExitCode::Damaged;
+}
+
+QString hintFor(ExitCode code)
+{
+    switch (code) {
+    case ExitCode::Usage:
+        return QStringLiteral("give a file and an element, such as N7:0, F8:1 or T4:0.ACC");
+    case ExitCode::NoAnswer:
+        return QStringLiteral("check the cable, the line settings and the station number");
+    case ExitCode::Damaged:
+        return QStringLiteral("check the line settings, and that the channel is DF1 full duplex "
+                              "with CRC");
+    default:
+        return QStringLiteral("the controller refused it: no such file or element, or protected");
+    }
+}
+
+}
+
+struct Connection::Parts
+{
+    explicit Parts(const std::string& plugin)
+        : loader(plugin.empty() ? host::defaultDriverPath() : QString::fromStdString(plugin))
+    {}
+
+    host::DriverLoader loader;
+    std::unique_ptr<simulator::PtyServer> simulator;
+    std::unique_ptr<host::Link> link;
+};
+
+void ConnectionOptions::addTo(CLI::App& verb)
+{
+    verb.add_option("--port", port,
+                    "Serial device (/dev/ttyUSB0), TCP device server (tcp://host:port), or sim, "
+                    "the embedded simulated controller")
+        ->capture_default_str();
+    verb.add_option(
+        "--line", line,
+        "Baud rate, parity, data bits and stop bits (the driver's own: 19200,NONE,8,1)");
+    verb.add_option("--station", station, "Station number of the controller (1)")
+        ->check(CLI::Range(0, 254));
+    verb.add_option("--self", self, "Station number of this computer")
+        ->check(CLI::Range(0, 254))
+        ->capture_default_str();
+    verb.add_option("--timeout", timeout, "Milliseconds of silence that end a wait (500)")
+        ->check(CLI::Range(1, 600000));
+    verb.add_option("--retry", retry, "Further attempts after a failed one (3)")
+        ->check(CLI::Range(0, 1000));
+    verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
+        ->check(CLI::Range(0, 600000));
+    verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
+        ->type_name("FILE");
+}
+
+Connection::Connection(const ConnectionOptions& options)
+    : m_parts(std::make_unique<Parts>(options.plugin))
+{
+    if (m_parts->loader.driver() == nullptr)
+        throw Failure(ExitCode::Usage, m_parts->loader.error());
+    DriverInterface& driver = *m_parts->loader.driver();
+    const host::LineSettings line = lineSettings(options, driver);
+    const host::PortSettings settings = portSettings(options, driver);
+
+    QString error;
+    QString portText = QString::fromStdString(options.port);
+    if (options.port == SIMULATOR) {
+        m_parts->simulator = startSimulator(settings);
+        portText = m_parts->simulator->portName();
+    }
+    m_parts->link = host::Link::open(portText, line, settings, &error);
+    if (!m_parts->link)
+        throw Failure(ExitCode::Port, error);
+    scatterTransactionNumbers(driver);
+}
+
+Connection::~Connection() = default;
+
+QByteArray Connection::read(const CommunicatorCommand& command)
+{
+    DriverInterface& driver = *m_parts->loader.driver();
+    QByteArray data = driver.read(&m_parts->link->port(), command);
+    if (driver.hasError())
+        fail(command.address);
+    return data;
+}
+
+void Connection::fail(const QString& address)
+{
+    const QString lost = m_parts->link->port().deviceError();
+    if (!lost.isEmpty())
+        throw Failure(ExitCode::Port, m_parts->link->text() + QStringLiteral(": ") + lost);
+    const QString text = m_parts->loader.driver()->getLastError();
+    const ExitCode code = exitCodeOf(text);
+    // Some of the driver's texts name the address already.
+    const QString where = text.contains(address) ? QString() : address + QStringLiteral(": ");
+    throw Failure(code, where + text + QStringLiteral("; ") + hintFor(code));
+}

@@ -1,0 +1,52 @@
+// The way from the command line to a driver and an open port.
+#pragma once
+
+#include <QString>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "failure.h"
+
+#include "drivers/driverinterface.h"
+#include "host/deviceport.h"
+
+namespace CLI {
+class App;
+}
+
+/// What the command line says; what it leaves out comes from the driver.
+struct ConnectionOptions
+{
+    std::string plugin;
+    std::string port = "sim";
+    std::optional<std::string> line;
+    std::optional<int> station;
+    std::optional<int> timeout;
+    std::optional<int> retry;
+    std::optional<int> delay;
+    int self = 0;
+
+    void addTo(CLI::App& verb);
+};
+
+/// A loaded driver and an open port, with the embedded simulator behind it where
+/// the port is "sim". Everything is closed and unloaded at the end of its life.
+class Connection
+{
+public:
+    /// Throws Failure when the options, the plugin or the port are unusable.
+    explicit Connection(const ConnectionOptions& options);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// Runs one read. Throws Failure with the driver's text when it fails.
+    QByteArray read(const CommunicatorCommand& command);
+
+private:
+    [[noreturn]] void fail(const QString& address);
+
+    struct Parts;
+    std::unique_ptr<Parts> m_parts;
+};

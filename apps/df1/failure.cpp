@@ -1,0 +1,8 @@
+#include "failure.h"
+
+#include <iostream>
+
+void report(const Failure& failure)
+{
+    std::cerr << "df1: " << failure.what() << '\n';
+}
