@@ -327,7 +327,7 @@ void TestDevicePort::leavesAFlood()
     const PeerThread peer([&] {
         const QByteArray flood(4096, 'f');
         pollfd room = {wire.peer(), POLLOUT, 0};
-        while (!isOver && clock.elapsed() < 2 * Soon) {
+        while (!isOver && clock.elapsed() < 2LL * Soon) {
             if (::write(wire.peer(), flood.constData(), 4096) < 0)
                 ::poll(&room, 1, 10);
         }
