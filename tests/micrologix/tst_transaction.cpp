@@ -39,7 +39,10 @@ CommunicatorCommand words(const char* address, int count)
 
 int countOf(const QStringList& calls, const char* prefix)
 {
-    return calls.filter(QRegExp(QLatin1String("^") + QLatin1String(prefix))).size();
+    int count = 0;
+    for (int i = 0; i < calls.size(); ++i)
+        count += calls.at(i).startsWith(QLatin1String(prefix)) ? 1 : 0;
+    return count;
 }
 
 }
