@@ -2,4 +2,5 @@
 #pragma once
 
 #include "drivers/df1/addressing.h"
+#include "drivers/df1/commands.h"
 #include "drivers/df1/framing.h"

@@ -28,7 +28,10 @@ set(allowed
     "TxPackage::.*" "EmptyPackageSizeList\\(.*"
     "DF1_DLE_(STX|ETX|ENQ|ACK|NAK)"
     "DF1(CRC16|ToDataLinkLayerPacket2?|EscapeDLE|FoldDLE|CheckEscapedDLEData|CountEscapedDLEData)\\(.*"
-    "DF1Get(FileType|FileNo)\\(.*")
+    "DF1Get(FileType|FileNo|(T4|C5|R6)MnemonicBitNum|WordRangeReadRspLen)\\(.*"
+    "DF1WordNameToSubElementNo\\(.*"
+    "DF1Extract(T4_C5_R6_Bits|(T4|C5)_MnemonicBits|R6_Mnemonic_Bits|T4_(PRE|ACC)_Bits)\\(.*"
+    "DF1Pack(WordRange(Read|Write)|ReadModifyWrite(Words|Bits))(AppLayer)?Cmd\\(.*")
 
 foreach(line ${listing})
     string(REGEX REPLACE "^[0-9a-f]+ [A-Za-z] " "" name "${line}")
