@@ -48,6 +48,13 @@ public:
     /// Whether the file has the element, and its type the sub-element (0 to 2
     /// for T, C and R, else only 0).
     bool has(int element, int subElement) const;
+    /// Whether it has them and @p size bytes from there on.
+    bool holds(int element, int subElement, int size) const;
+
+    /// Whether requests may not write here. The simulator's owner still can; reads
+    /// are unaffected.
+    bool isProtected() const { return m_protected; }
+    void setProtected(bool on) { m_protected = on; }
 
     /// @p size bytes from the sub-element's first byte on, running through the
     /// following elements; nothing when any of them lies outside the file.
@@ -65,12 +72,12 @@ public:
     bool setReal(int element, float value);
 
 private:
-    bool holds(int element, int subElement, int size) const;
     int offsetOf(int element, int subElement) const;
 
     FileType m_type;
     int m_elements;
     QByteArray m_bytes;
+    bool m_protected = false;
 };
 
 class DataTables

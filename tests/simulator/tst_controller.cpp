@@ -1,19 +1,17 @@
 #include <QtTest>
 
+#include <array>
 #include <climits>
 #include <cmath>
+#include <map>
 #include <random>
 
 #include "simulator/controller.h"
+#include "support/bytes.h"
 
 using namespace simulator;
 
 namespace {
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
 
 // Every file has something to tell it and its elements by.
 DataTables knownTables()
@@ -54,6 +52,8 @@ class TestController : public QObject
 private slots:
     void replies_data();
     void replies();
+    void writes_data();
+    void writes();
     void limits_data();
     void limits();
     void cutRequests();
@@ -135,6 +135,94 @@ void TestController::replies()
     QCOMPARE(Controller(knownTables()).execute(request).toHex(' '), reply.toHex(' '));
 }
 
+void TestController::writes_data()
+{
+    QTest::addColumn<QByteArray>("request"); // behind 01 00 0F 00 34 12
+    QTest::addColumn<QByteArray>("answer");  // STS and EXT STS
+    QTest::addColumn<int>("file");           // what is written where: bytes from the
+    QTest::addColumn<int>("element");        // element's first on
+    QTest::addColumn<QByteArray>("bytes");
+    const auto row = [](const char* name, const char* request, int file, int element,
+                        const char* bytes) {
+        QTest::newRow(name) << hex(request) << hex("00") << file << element << hex(bytes);
+    };
+    const auto refused = [](const char* name, const char* request, const char* answer) {
+        QTest::newRow(name) << hex(request) << hex(answer) << 7 << 0 << QByteArray();
+    };
+
+    row("O0:1", "AA 02 00 82 01 00 3412", 0, 1, "3412");
+    row("I1:2", "AA 02 01 83 02 00 3412", 1, 2, "3412");
+    row("S2:65, the last", "AA 02 02 84 41 00 3412", 2, 65, "3412");
+    row("B3:62 and 63", "AA 04 03 85 3E 00 34121010", 3, 62, "34121010");
+    row("T4:39", "AA 06 04 86 27 00 00A032000100", 4, 39, "00A032000100");
+    row("T4:39.ACC, the last word", "AA 02 04 86 27 02 3412", 4, 39, "00C064003412");
+    row("C5:0.PRE and ACC", "AA 04 05 87 00 01 11112222", 5, 0, "008011112222");
+    row("C5:0.ACC into the next", "AA 04 05 87 00 02 11112222", 5, 0, "008005001111 2222");
+    row("R6:1.LEN", "AA 02 06 88 01 01 3412", 6, 1, "002034121000");
+    row("N7:255, escaped", "AA 02 07 89 FFFF00 00 3412", 7, 255, "3412");
+    row("file 300, sub-element escaped", "AA 02 FF2C01 89 00 FF0000 3412", 300, 0, "3412");
+    row("F8:62 and 63", "AA 08 08 8A 3E 00 0000C03F 00002041", 8, 62, "0000C03F00002041");
+
+    row("one bit set", "AB 02 03 85 3F 00 2000 2000", 3, 63, "2180");
+    row("one bit cleared", "AB 02 03 85 3F 00 0080 0000", 3, 63, "0100");
+    row("data outside the mask", "AB 02 07 89 01 00 0F00 FFFF", 7, 1, "DFFF");
+    row("mask of zeros", "AB 02 07 89 00 00 0000 FFFF", 7, 0, "2A00");
+    row("mask of ones", "AB 02 07 89 00 00 FFFF 3412", 7, 0, "3412");
+    row("one mask for two words", "AB 04 07 89 00 00 F00F 51512525", 7, 0, "5A01 26F5");
+    row("one bit of O0:1", "AB 02 00 82 01 00 0200 0200", 0, 1, "2300");
+    row("one bit of I1:2", "AB 02 01 83 02 00 0001 0000", 1, 2, "3200");
+    row("one bit of S2:65", "AB 02 02 84 41 00 0100 0000", 2, 65, "6402");
+    row("timer's DN", "AB 02 04 86 27 00 0020 0020", 4, 39, "00E0");
+    row("bit of T4:39.ACC", "AB 02 04 86 27 02 0100 0100", 4, 39, "00C064000B00");
+    row("counter's OV", "AB 02 05 87 00 00 0010 0010", 5, 0, "0090");
+    row("bit of R6:1.LEN", "AB 02 06 88 01 01 1000 0000", 6, 1, "00200000");
+    row("sign of F8:0", "AB 04 08 8A 00 00 0080 00000080", 8, 0, "CD4CCCBD");
+
+    refused("size below the data", "AA 02 07 89 00 00 11112222", "10");
+    refused("size above the data", "AA 04 07 89 00 00 1111", "10");
+    refused("no data", "AA 02 07 89 00 00", "10");
+    refused("nothing to write", "AA 00 07 89 00 00", "F001");
+    refused("half a word", "AA 03 07 89 00 00 111122", "F001");
+    refused("half a float", "AA 02 08 8A 00 00 1111", "F001");
+    refused("a float and a half", "AA 06 08 8A 00 00 111122223333", "F001");
+    refused("a word too many", "AA 04 07 89 FFFF00 00 11112222", "F00A");
+    refused("a timer's word too many", "AA 04 04 86 27 02 11112222", "F00A");
+    refused("no such file", "AA 02 09 89 00 00 1111", "50");
+    refused("no such element", "AA 02 03 85 40 00 1111", "50");
+    refused("no such sub-element", "AA 02 07 89 00 01 1111", "50");
+    refused("unknown type", "AA 02 07 8B 00 00 1111", "F011");
+    refused("other type", "AA 02 07 85 00 00 1111", "F017");
+    refused("protected", "AA 02 0A 89 00 00 1111", "F00B");
+    refused("protected, element missing", "AA 02 0A 89 04 00 1111", "50");
+    refused("mask without data", "AB 02 07 89 00 00 FFFF", "10");
+    refused("mask cut", "AB 00 07 89 00 00 FF", "10");
+    refused("masked, data left over", "AB 02 07 89 00 00 FFFF 111122", "10");
+    refused("masked, no such element", "AB 02 03 85 40 00 FFFF 1111", "50");
+    refused("masked, half a float", "AB 02 08 8A 00 00 FFFF 1111", "F001");
+    refused("masked, a word too many", "AB 04 04 86 27 02 FFFF 11112222", "F00A");
+    refused("masked, other type", "AB 02 07 85 00 00 FFFF 1111", "F017");
+    refused("masked, protected", "AB 02 0A 89 00 00 FFFF 1111", "F00B");
+}
+
+// Catches: a write that lands elsewhere, changes a neighbour or a bit outside its mask,
+// and a refused one that changes anything.
+void TestController::writes()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(QByteArray, answer);
+    QFETCH(int, file);
+    QFETCH(int, element);
+    QFETCH(QByteArray, bytes);
+
+    DataTables tables = knownTables();
+    tables.add(10, FileType::Integer, 4).setProtected(true);
+    Controller controller(tables);
+    QCOMPARE(controller.execute(hex("01000F003412") + request).toHex(' '),
+             (hex("00014F") + answer.left(1) + hex("3412") + answer.mid(1)).toHex(' '));
+    QVERIFY(tables.file(file)->write(element, 0, bytes));
+    QCOMPARE(imageOf(controller.tables()).toHex(), imageOf(tables).toHex());
+}
+
 void TestController::limits_data()
 {
     QTest::addColumn<int>("limit");
@@ -153,52 +241,70 @@ void TestController::limits()
     QFETCH(int, size);
     QFETCH(bool, granted);
 
-    const Controller controller(knownTables(), limit);
+    Controller controller(knownTables(), limit);
     QByteArray request = hex("01000F003412A200078900 00");
     request[7] = static_cast<char>(size);
     const QByteArray reply = controller.execute(request);
     QCOMPARE(reply.mid(3, 1).toHex(), QByteArray(granted ? "00" : "f0"));
     QCOMPARE(static_cast<int>(reply.size()), granted ? 6 + size : 7);
 
+    request[6] = '\xAA';
+    QCOMPARE(controller.execute(request + QByteArray(size, 'x')).mid(3, 1).toHex(),
+             QByteArray(granted ? "00" : "f0"));
+
     const QByteArray echo = hex("010006000500 00");
     QCOMPARE(controller.execute(echo + QByteArray(243, 'x')).mid(6), QByteArray(243, 'x'));
     QCOMPARE(controller.execute(echo + QByteArray(244, 'x')), hex("000146100500"));
 }
 
-// Catches: a field read past the request's end.
+// Catches: a field read past the request's end, and a write that is run though cut.
 void TestController::cutRequests()
 {
-    const Controller controller(knownTables());
-    const QByteArray whole = hex("01000F003412A2 02 FF0700 89 FF0000 FF0000");
-    QCOMPARE(controller.execute(whole).toHex(), QByteArray("00014f0034122a00"));
-    for (int length = 0; length < static_cast<int>(whole.size()); ++length) {
-        const QByteArray expected = length < 6 ? QByteArray() : hex("00014F103412");
-        QCOMPARE(controller.execute(whole.left(length)).toHex(), expected.toHex());
+    const DataTables before = knownTables();
+    for (const char* const rest : {"A2", "AA 3412", "AB FFFF3412"}) {
+        const QByteArray whole =
+            hex("01000F003412") + hex(rest).insert(1, hex("02 FF0700 89 FF0000 FF0000"));
+        for (int length = 0; length < static_cast<int>(whole.size()); ++length) {
+            Controller controller(before);
+            const QByteArray expected = length < 6 ? QByteArray() : hex("00014F103412");
+            QCOMPARE(controller.execute(whole.left(length)).toHex(), expected.toHex());
+            QCOMPARE(imageOf(controller.tables()), imageOf(before));
+        }
+        QCOMPARE(Controller(before).execute(whole).mid(3, 1).toHex(), QByteArray("00"));
     }
 }
 
-// Catches: bytes that lead a read outside its file (with the sanitizers: any overrun).
+// Catches: bytes that lead an access outside its file (with the sanitizers: any
+// overrun), and a refused request that changes something.
 void TestController::arbitraryRequests()
 {
-    const Controller controller(seededTables(1));
+    Controller controller(seededTables(1));
+    QByteArray image = imageOf(controller.tables());
     std::mt19937 random(20);
-    int granted = 0;
+    std::map<quint8, int> granted;
     for (int round = 0; round < 100000; ++round) {
         const auto file = static_cast<char>(random() % 9);
-        QByteArray request = hex("01000F003412A2");
-        request.append(static_cast<char>(random()));
+        const auto function = static_cast<quint8>(std::array{0xA2, 0xAA, 0xAB}[random() % 3]);
+        const int size = static_cast<int>(random() % (round % 2 == 0 ? 256 : 16));
+        QByteArray request = hex("01000F003412");
+        request.append(static_cast<char>(function)).append(static_cast<char>(size));
         request.append(file).append(static_cast<char>(0x82 + file));
         for (auto left = random() % 7; left > 0; --left)
             request.append(static_cast<char>(random() % 3 == 0   ? 0xFF
                                              : random() % 2 == 0 ? random() % 4
                                                                  : random()));
+        if (function != 0xA2)
+            request.append(QByteArray(size + (function == 0xAB ? 2 : 0), '\x5A'));
         const QByteArray reply = controller.execute(request);
-        const int size = static_cast<quint8>(request.at(7));
         const bool success = reply.at(3) == 0;
-        QVERIFY(success ? reply.size() == 6 + size : reply.size() <= 7);
-        granted += success ? 1 : 0;
+        const int granting = function == 0xA2 ? 6 + size : 6;
+        QVERIFY(success ? reply.size() == granting : reply.size() <= 7);
+        if (success && function != 0xA2)
+            image = imageOf(controller.tables());
+        QVERIFY(imageOf(controller.tables()) == image);
+        granted[function] += success ? 1 : 0;
     }
-    QVERIFY(granted > 100);
+    QVERIFY(granted[0xA2] > 30 && granted[0xAA] > 30 && granted[0xAB] > 30);
 }
 
 // Catches: an access beyond the file, and half a write.
