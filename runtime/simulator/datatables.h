@@ -71,6 +71,10 @@ public:
     std::optional<float> real(int element) const;
     bool setReal(int element, float value);
 
+    /// Same type, same length, same bytes and same protection.
+    bool operator==(const DataFile& other) const;
+    bool operator!=(const DataFile& other) const { return !(*this == other); }
+
 private:
     int offsetOf(int element, int subElement) const;
 
@@ -90,6 +94,10 @@ public:
     const DataFile* file(int number) const;
     DataFile* file(int number);
     const std::map<int, DataFile>& files() const { return m_files; }
+
+    /// Same file numbers, same files.
+    bool operator==(const DataTables& other) const { return m_files == other.m_files; }
+    bool operator!=(const DataTables& other) const { return !(*this == other); }
 
 private:
     std::map<int, DataFile> m_files;

@@ -1,3 +1,4 @@
+#include <QCryptographicHash>
 #include <QtTest>
 
 #include <array>
@@ -35,12 +36,9 @@ DataTables knownTables()
     return tables;
 }
 
-QByteArray imageOf(const DataTables& tables)
+QByteArray wholeOf(const DataFile& file)
 {
-    QByteArray image;
-    for (const auto& [number, file] : tables.files())
-        image += *file.read(0, 0, file.elements() * file.bytesPerElement());
-    return image;
+    return file.read(0, 0, file.elements() * file.bytesPerElement())->toHex(' ');
 }
 
 }
@@ -59,6 +57,7 @@ private slots:
     void cutRequests();
     void arbitraryRequests();
     void filesKeepTheirBounds();
+    void equalityMissesNothing();
     void seedsMakeImages();
     void seededValuesAgree();
 };
@@ -220,7 +219,8 @@ void TestController::writes()
     QCOMPARE(controller.execute(hex("01000F003412") + request).toHex(' '),
              (hex("00014F") + answer.left(1) + hex("3412") + answer.mid(1)).toHex(' '));
     QVERIFY(tables.file(file)->write(element, 0, bytes));
-    QCOMPARE(imageOf(controller.tables()).toHex(), imageOf(tables).toHex());
+    for (const auto& [number, expected] : tables.files())
+        QCOMPARE(wholeOf(*controller.tables().file(number)), wholeOf(expected));
 }
 
 void TestController::limits_data()
@@ -268,7 +268,7 @@ void TestController::cutRequests()
             Controller controller(before);
             const QByteArray expected = length < 6 ? QByteArray() : hex("00014F103412");
             QCOMPARE(controller.execute(whole.left(length)).toHex(), expected.toHex());
-            QCOMPARE(imageOf(controller.tables()), imageOf(before));
+            QVERIFY(controller.tables() == before);
         }
         QCOMPARE(Controller(before).execute(whole).mid(3, 1).toHex(), QByteArray("00"));
     }
@@ -279,7 +279,7 @@ void TestController::cutRequests()
 void TestController::arbitraryRequests()
 {
     Controller controller(seededTables(1));
-    QByteArray image = imageOf(controller.tables());
+    DataTables image = controller.tables();
     std::mt19937 random(20);
     std::map<quint8, int> granted;
     for (int round = 0; round < 100000; ++round) {
@@ -300,8 +300,8 @@ void TestController::arbitraryRequests()
         const int granting = function == 0xA2 ? 6 + size : 6;
         QVERIFY(success ? reply.size() == granting : reply.size() <= 7);
         if (success && function != 0xA2)
-            image = imageOf(controller.tables());
-        QVERIFY(imageOf(controller.tables()) == image);
+            image = controller.tables();
+        QVERIFY(controller.tables() == image);
         granted[function] += success ? 1 : 0;
     }
     QVERIFY(granted[0xA2] > 30 && granted[0xAA] > 30 && granted[0xAB] > 30);
@@ -311,7 +311,7 @@ void TestController::arbitraryRequests()
 void TestController::filesKeepTheirBounds()
 {
     DataTables tables = knownTables();
-    const QByteArray before = imageOf(tables);
+    const DataTables before = tables;
     DataFile& timers = *tables.file(4);
     QVERIFY(!timers.write(39, 2, hex("11112222")));
     QVERIFY(!timers.write(-1, 0, hex("1111")));
@@ -323,7 +323,7 @@ void TestController::filesKeepTheirBounds()
     QVERIFY(!timers.read(39, 0, INT_MAX));
     QVERIFY(!timers.real(0));
     QVERIFY(!tables.file(9));
-    QCOMPARE(imageOf(tables).toHex(), before.toHex());
+    QVERIFY(tables == before);
 
     QCOMPARE(timers.word(39, 1).value_or(0), static_cast<quint16>(100));
     QCOMPARE(tables.file(8)->real(63).value_or(0), -1.5F);
@@ -332,10 +332,37 @@ void TestController::filesKeepTheirBounds()
 // Catches: an image that depends on anything but the seed, or not on the seed.
 void TestController::seedsMakeImages()
 {
-    const QByteArray image = imageOf(seededTables(7));
-    QCOMPARE(image.size(), 2 * (32 + 32 + 66 + 64 + 256) + 6 * 120 + 4 * 64);
-    QCOMPARE(imageOf(seededTables(7)).toHex(), image.toHex());
-    QVERIFY(imageOf(seededTables(8)) != image);
+    QVERIFY(seededTables(7) == seededTables(7));
+    QVERIFY(seededTables(8) != seededTables(7));
+
+    QCryptographicHash image(QCryptographicHash::Md5);
+    const DataTables tables = seededTables(7);
+    for (const auto& [number, file] : tables.files())
+        image.addData(wholeOf(file));
+    QCOMPARE(image.result().toHex(), QByteArray("2da384c5eba96470d6560dc321680c78"));
+}
+
+// Catches: a difference that equality does not see.
+void TestController::equalityMissesNothing()
+{
+    const auto with = [](int number, FileType type, int elements) {
+        DataTables tables;
+        tables.add(number, type, elements);
+        return tables;
+    };
+    const DataTables tables = with(7, FileType::Integer, 6);
+    DataTables changed = tables;
+    QVERIFY(changed == tables);
+    QVERIFY(changed.file(7)->setWord(5, 0, 0x0100));
+    QVERIFY(changed != tables);
+    QVERIFY(changed.file(7)->setWord(5, 0, 0));
+    QVERIFY(changed == tables);
+    changed.file(7)->setProtected(true);
+    QVERIFY(changed != tables);
+    QVERIFY(with(9, FileType::Integer, 6) != tables);
+    QVERIFY(with(7, FileType::Bit, 6) != tables);
+    QVERIFY(with(7, FileType::Integer, 7) != tables);
+    QVERIFY(DataTables() != tables);
 }
 
 // Catches: status bits that contradict the counts, and values nobody would believe.
