@@ -47,9 +47,10 @@ Outcome Controller::dispatch(quint8 command, const QByteArray& body)
         Outcome (Controller::*execute)(RequestFields&);
     };
     static constexpr Entry entries[] = {
-        {0x06, 0x00, &Controller::echo},
-        {0x0F, 0xA2, &Controller::readTyped},
-        {0x0F, 0xAA, &Controller::writeTyped},
+        {0x06, 0x00, &Controller::echo},          {0x0F, 0x00, &Controller::writeWordRange},
+        {0x0F, 0x01, &Controller::readWordRange}, {0x0F, 0x26, &Controller::readModifyWrite},
+        {0x0F, 0xA1, &Controller::readElements},  {0x0F, 0xA2, &Controller::readSubElements},
+        {0x0F, 0xA9, &Controller::writeElements}, {0x0F, 0xAA, &Controller::writeSubElements},
         {0x0F, 0xAB, &Controller::writeMasked},
     };
 
@@ -79,15 +80,20 @@ Outcome Controller::read(const Area& area) const
 
 Outcome Controller::write(const Area& area, const QByteArray& data)
 {
-    const auto refused = refusalOf(area);
+    const auto refused = writeRefusalOf(area);
     if (refused)
         return *refused;
     const auto& [fileNumber, typeCode, element, subElement] = area.address;
-    DataFile& file = *m_tables.file(fileNumber);
-    if (file.isProtected())
-        return Outcome::extendedRefusal(extended::AccessDenied);
-    file.write(element, subElement, data);
+    m_tables.file(fileNumber)->write(element, subElement, data);
     return Outcome::success();
+}
+
+std::optional<Outcome> Controller::writeRefusalOf(const Area& area) const
+{
+    const auto refused = refusalOf(area);
+    if (!refused && m_tables.file(area.address.file)->isProtected())
+        return Outcome::extendedRefusal(extended::AccessDenied);
+    return refused;
 }
 
 std::optional<Outcome> Controller::refusalOf(const Area& area) const

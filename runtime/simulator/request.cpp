@@ -35,16 +35,31 @@ std::optional<int> RequestFields::number()
     return *low + 256 * *high;
 }
 
-std::optional<Area> RequestFields::typedArea()
+std::optional<Area> RequestFields::typedArea(bool withSubElement)
 {
     const auto size = byte();
     const auto file = number();
     const auto typeCode = byte();
     const auto element = number();
-    const auto subElement = number();
+    const auto subElement = withSubElement ? number() : 0;
     if (!size || !file || !typeCode || !element || !subElement)
         return std::nullopt;
     return Area{*size, {*file, typeCode, *element, *subElement}};
+}
+
+std::optional<Address> RequestFields::logicalAddress()
+{
+    constexpr quint8 fileAndElement = 0x06;
+    constexpr quint8 fileElementAndSubElement = 0x0E;
+    const auto levels = byte();
+    if (levels != fileAndElement && levels != fileElementAndSubElement)
+        return std::nullopt;
+    const auto file = number();
+    const auto element = number();
+    const auto subElement = levels == fileElementAndSubElement ? number() : 0;
+    if (!file || !element || !subElement)
+        return std::nullopt;
+    return Address{*file, std::nullopt, *element, *subElement};
 }
 
 }

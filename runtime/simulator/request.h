@@ -62,8 +62,11 @@ public:
     std::optional<QByteArray> word();
     /// One byte, or FF and 16 bits, low byte first.
     std::optional<int> number();
-    /// Size, file number, file type, element, sub-element.
-    std::optional<Area> typedArea();
+    /// Size, file number, file type, element, and sub-element unless that is not
+    /// among the fields and means 0.
+    std::optional<Area> typedArea(bool withSubElement = true);
+    /// Level mask 06, file number and element; or 0E and a sub-element behind them.
+    std::optional<Address> logicalAddress();
 
     QByteArray rest() const { return m_bytes.mid(m_next); }
     bool atEnd() const { return m_next >= m_bytes.size(); }

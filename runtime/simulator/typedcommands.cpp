@@ -20,17 +20,35 @@ QByteArray merged(const QByteArray& old, const QByteArray& mask, const QByteArra
 
 }
 
-Outcome Controller::readTyped(RequestFields& fields)
+Outcome Controller::readElements(RequestFields& fields)
 {
-    const auto area = fields.typedArea();
+    return readTyped(fields.typedArea(false), fields);
+}
+
+Outcome Controller::readSubElements(RequestFields& fields)
+{
+    return readTyped(fields.typedArea(), fields);
+}
+
+Outcome Controller::readTyped(const std::optional<Area>& area, const RequestFields& fields) const
+{
     if (!area || !fields.atEnd())
         return Outcome::refusal(status::Illegal);
     return read(*area);
 }
 
-Outcome Controller::writeTyped(RequestFields& fields)
+Outcome Controller::writeElements(RequestFields& fields)
 {
-    const auto area = fields.typedArea();
+    return writeTyped(fields.typedArea(false), fields);
+}
+
+Outcome Controller::writeSubElements(RequestFields& fields)
+{
+    return writeTyped(fields.typedArea(), fields);
+}
+
+Outcome Controller::writeTyped(const std::optional<Area>& area, const RequestFields& fields)
+{
     const QByteArray data = fields.rest();
     if (!area || data.size() != area->size)
         return Outcome::refusal(status::Illegal);

@@ -91,7 +91,30 @@ void TestController::replies_data()
     row("F8:0", "A2 04 08 8A 00 00", "00", "CDCCCC3D");
     row("F8:63", "A2 04 08 8A 3F 00", "00", "0000C0BF");
 
+    row("two fields: N7:0 and 1", "A1 04 07 89 00", "00", "2A00D6FF");
+    row("two fields: C5:0 and 1", "A1 0C 05 87 00", "00", "008005000300002006000600");
+    row("two fields: N7:255", "A1 02 07 89 FFFF00", "00", "5572");
+    row("range: N7:0 and 1", "01 0000 0200 06 07 00 04", "00", "2A00D6FF");
+    row("range: N7:255", "01 0000 0100 06 07 FFFF00 02", "00", "5572");
+    row("range: C5:0.ACC into the next", "01 0000 0200 0E 05 00 02 04", "00", "03000020");
+    row("range: C5:0, four words on", "01 0400 0600 06 05 00 04", "00", "06000600");
+    row("range: C5:0.PRE, three words on", "01 0300 0400 0E 05 00 01 02", "00", "0600");
+    row("range: F8:63, by words from F8:62", "01 0200 0400 06 08 3E 04", "00", "0000C0BF");
+    row("range: file 300", "01 0000 0100 06 FF2C01 00 02", "00", "0003");
+
     row("no function", "", "10", "");
+    row("two fields: a sub-element left over", "A1 02 07 89 00 00", "10", "");
+    row("two fields: no such element", "A1 02 03 85 40", "50", "");
+    row("range: no size", "01 0000 0100 06 07 00", "10", "");
+    row("range: a byte left over", "01 0000 0100 06 07 00 02 00", "10", "");
+    row("range: file level alone", "01 0000 0100 02 07 02", "10", "");
+    row("range: a fourth level", "01 0000 0100 1E 07 00 00 00 02", "10", "");
+    row("range: beyond its total", "01 0100 0200 06 07 00 04", "F0", "01");
+    row("range: odd size", "01 0000 0300 06 07 00 07", "F0", "01");
+    row("range: no such file", "01 0000 0100 06 09 00 02", "50", "");
+    row("range: half a float on", "01 0100 0300 06 08 00 04", "50", "");
+    row("range: offset past the end", "01 0100 0200 06 07 FFFF00 02", "50", "");
+    row("range: a word too many", "01 0000 0200 06 07 FFFF00 04", "F0", "0A");
     row("unknown function", "A3 02 07 89 00 00", "10", "");
     row("no fields", "A2", "10", "");
     row("no sub-element", "A2 02 07 89 00", "10", "");
@@ -177,6 +200,33 @@ void TestController::writes_data()
     row("bit of R6:1.LEN", "AB 02 06 88 01 01 1000 0000", 6, 1, "00200000");
     row("sign of F8:0", "AB 04 08 8A 00 00 0080 00000080", 8, 0, "CD4CCCBD");
 
+    row("two fields: N7:1", "A9 02 07 89 01 3412", 7, 1, "3412");
+    row("two fields: T4:39", "A9 06 04 86 27 00A032000100", 4, 39, "00A032000100");
+    row("range: N7:254 and 255", "00 0000 0200 06 07 FE 34121010", 7, 254, "34121010");
+    row("range: R6:1.POS", "00 0000 0100 0E 06 01 02 3412", 6, 1, "002010003412");
+    row("range: second of two packets", "00 0200 0300 06 07 00 3412", 7, 2, "3412");
+    row("range: F8:63 from F8:62", "00 0200 0400 06 08 3E 0000C03F", 8, 63, "0000C03F");
+    row("a word set and cleared", "26 0E 07 00 00 0000 3412", 7, 0, "3412");
+    row("bits over two words", "26 06 07 00 FF7F 0040  06 07 01 FFFF 0300", 7, 0, "2A40 D7FF");
+    row("the same word twice", "26 06 07 00 0000 1100  06 07 00 0F00 0044", 7, 0, "0144");
+    row("C5:0.ACC", "26 0E 05 00 02 FDFF 0080", 5, 0, "008005000180");
+    row("escapes", "26 0E FF0700 FFFF00 FF0000 FF00 0010", 7, 255, "5510");
+
+    refused("two fields: size below the data", "A9 02 07 89 00 11112222", "10");
+    refused("two fields: unknown type", "A9 02 07 8B 00 1111", "F011");
+    refused("range: beyond its total", "00 0000 0100 06 07 00 11112222", "F001");
+    refused("range: nothing", "00 0000 0000 06 07 00", "F001");
+    refused("range: half a word", "00 0000 0200 06 07 00 111122", "F001");
+    refused("range: half a float", "00 0000 0100 06 08 00 1111", "F001");
+    refused("range: cut", "00 0000 0100 06 07", "10");
+    refused("range: protected", "00 0000 0100 06 0A 00 1111", "F00B");
+    refused("range: a word too many", "00 0000 0200 06 07 FFFF00 11112222", "F00A");
+    refused("no group", "26", "10");
+    refused("second group cut", "26 06 07 00 0000 1111  06 07 01 0000 11", "10");
+    refused("second group's element", "26 06 07 00 0000 1111  06 07 FF0001 0000 1111", "50");
+    refused("second group protected", "26 06 07 00 0000 1111  06 0A 00 0000 1111", "F00B");
+    refused("a float's word", "26 06 08 00 0000 1111", "F001");
+
     refused("size below the data", "AA 02 07 89 00 00 11112222", "10");
     refused("size above the data", "AA 04 07 89 00 00 1111", "10");
     refused("no data", "AA 02 07 89 00 00", "10");
@@ -261,9 +311,11 @@ void TestController::limits()
 void TestController::cutRequests()
 {
     const DataTables before = knownTables();
-    for (const char* const rest : {"A2", "AA 3412", "AB FFFF3412"}) {
-        const QByteArray whole =
-            hex("01000F003412") + hex(rest).insert(1, hex("02 FF0700 89 FF0000 FF0000"));
+    for (const char* const rest :
+         {"A2 02 FF0700 89 FF0000 FF0000", "AA 02 FF0700 89 FF0000 FF0000 3412",
+          "AB 02 FF0700 89 FF0000 FF0000 FFFF3412", "01 0000 0100 0E FF0700 FF0000 FF0000 02",
+          "26 0E FF0700 FF0000 FF0000 0000 3412"}) {
+        const QByteArray whole = hex("01000F003412") + hex(rest);
         for (int length = 0; length < static_cast<int>(whole.size()); ++length) {
             Controller controller(before);
             const QByteArray expected = length < 6 ? QByteArray() : hex("00014F103412");
