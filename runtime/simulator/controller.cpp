@@ -1,5 +1,7 @@
 #include "simulator/controller.h"
 
+#include "simulator/request.h"
+
 #include <utility>
 
 namespace simulator {
@@ -10,79 +12,14 @@ constexpr int headerSize = 6;
 constexpr int echoLimit = 243;
 constexpr quint8 replyFlag = 0x40;
 
-constexpr quint8 commandDiagnostic = 0x06;
-constexpr quint8 commandProtected = 0x0F;
-constexpr quint8 functionEcho = 0x00;
-constexpr quint8 functionTypedRead = 0xA2;
-
-constexpr quint8 statusIllegal = 0x10;
-constexpr quint8 statusAddress = 0x50;
-constexpr quint8 statusExtended = 0xF0;
-
-constexpr quint8 extendedIllegalField = 0x01;
-constexpr quint8 extendedTooLarge = 0x09;
-constexpr quint8 extendedPastTheEnd = 0x0A;
-constexpr quint8 extendedIllegalType = 0x11;
-constexpr quint8 extendedTypeMismatch = 0x17;
-
 }
-
-struct Controller::Outcome
-{
-    static Outcome success(QByteArray data) { return {0, std::move(data)}; }
-    static Outcome refusal(quint8 status) { return {status, {}}; }
-    static Outcome extendedRefusal(quint8 extended)
-    {
-        return {statusExtended, QByteArray(1, static_cast<char>(extended))};
-    }
-
-    quint8 status;
-    QByteArray data; // with an extended refusal, the EXT STS byte
-};
-
-// What follows the header, read field by field. Past the end every field is
-// nothing and stays so.
-class Controller::Fields
-{
-public:
-    explicit Fields(const QByteArray& request)
-        : m_bytes(request.mid(headerSize))
-    {}
-
-    std::optional<quint8> byte()
-    {
-        if (atEnd())
-            return std::nullopt;
-        return static_cast<quint8>(m_bytes.at(m_next++));
-    }
-
-    std::optional<int> address()
-    {
-        constexpr quint8 escape = 0xFF;
-        const auto first = byte();
-        if (!first || *first != escape)
-            return first;
-        const auto low = byte();
-        const auto high = byte();
-        if (!low || !high)
-            return std::nullopt;
-        return *low + 256 * *high;
-    }
-
-    QByteArray rest() const { return m_bytes.mid(m_next); }
-    bool atEnd() const { return m_next >= m_bytes.size(); }
-
-private:
-    QByteArray m_bytes;
-    int m_next = 0;
-};
 
 Controller::Controller(DataTables tables, int dataBytesPerMessage)
     : m_tables(std::move(tables))
     , m_dataBytesPerMessage(dataBytesPerMessage)
 {}
 
-QByteArray Controller::execute(const QByteArray& request) const
+QByteArray Controller::execute(const QByteArray& request)
 {
     if (request.size() < headerSize)
         return {};
@@ -90,8 +27,7 @@ QByteArray Controller::execute(const QByteArray& request) const
     if ((command & replyFlag) != 0)
         return {};
 
-    Fields fields(request);
-    const Outcome outcome = dispatch(command, fields);
+    const Outcome outcome = dispatch(command, request.mid(headerSize));
 
     QByteArray reply;
     reply.append(request.at(1));
@@ -102,49 +38,85 @@ QByteArray Controller::execute(const QByteArray& request) const
     return reply + outcome.data;
 }
 
-Controller::Outcome Controller::dispatch(quint8 command, Fields& fields) const
+Outcome Controller::dispatch(quint8 command, const QByteArray& body)
 {
+    struct Entry
+    {
+        quint8 command;
+        quint8 function;
+        Outcome (Controller::*execute)(RequestFields&);
+    };
+    static constexpr Entry entries[] = {
+        {0x06, 0x00, &Controller::echo},          {0x0F, 0x00, &Controller::writeWordRange},
+        {0x0F, 0x01, &Controller::readWordRange}, {0x0F, 0x26, &Controller::readModifyWrite},
+        {0x0F, 0xA1, &Controller::readElements},  {0x0F, 0xA2, &Controller::readSubElements},
+        {0x0F, 0xA9, &Controller::writeElements}, {0x0F, 0xAA, &Controller::writeSubElements},
+        {0x0F, 0xAB, &Controller::writeMasked},
+    };
+
+    RequestFields fields(body);
     const auto function = fields.byte();
-    if (!function)
-        return Outcome::refusal(statusIllegal);
-    if (command == commandProtected && *function == functionTypedRead)
-        return readTyped(fields);
-    if (command == commandDiagnostic && *function == functionEcho
-        && fields.rest().size() <= echoLimit)
-        return Outcome::success(fields.rest());
-    return Outcome::refusal(statusIllegal);
+    for (const Entry& entry : entries) {
+        if (entry.command == command && entry.function == function)
+            return (this->*entry.execute)(fields);
+    }
+    return Outcome::refusal(status::Illegal);
 }
 
-Controller::Outcome Controller::readTyped(Fields& fields) const
+Outcome Controller::echo(RequestFields& fields)
 {
-    const auto size = fields.byte();
-    const auto fileNumber = fields.address();
-    const auto typeCode = fields.byte();
-    const auto element = fields.address();
-    const auto subElement = fields.address();
-    if (!size || !fileNumber || !typeCode || !element || !subElement || !fields.atEnd())
-        return Outcome::refusal(statusIllegal);
+    const QByteArray data = fields.rest();
+    return data.size() <= echoLimit ? Outcome::success(data) : Outcome::refusal(status::Illegal);
+}
 
-    if (*size > m_dataBytesPerMessage)
-        return Outcome::extendedRefusal(extendedTooLarge);
-    if (*size == 0)
-        return Outcome::extendedRefusal(extendedIllegalField);
-    const auto type = fileTypeOf(*typeCode);
-    if (!type)
-        return Outcome::extendedRefusal(extendedIllegalType);
-    const DataFile* file = m_tables.file(*fileNumber);
+Outcome Controller::read(const Area& area) const
+{
+    const auto refused = refusalOf(area);
+    if (refused)
+        return *refused;
+    const auto& [fileNumber, typeCode, element, subElement] = area.address;
+    return Outcome::success(*m_tables.file(fileNumber)->read(element, subElement, area.size));
+}
+
+Outcome Controller::write(const Area& area, const QByteArray& data)
+{
+    const auto refused = writeRefusalOf(area);
+    if (refused)
+        return *refused;
+    const auto& [fileNumber, typeCode, element, subElement] = area.address;
+    m_tables.file(fileNumber)->write(element, subElement, data);
+    return Outcome::success();
+}
+
+std::optional<Outcome> Controller::writeRefusalOf(const Area& area) const
+{
+    const auto refused = refusalOf(area);
+    if (!refused && m_tables.file(area.address.file)->isProtected())
+        return Outcome::extendedRefusal(extended::AccessDenied);
+    return refused;
+}
+
+std::optional<Outcome> Controller::refusalOf(const Area& area) const
+{
+    const auto& [fileNumber, typeCode, element, subElement] = area.address;
+    if (area.size > m_dataBytesPerMessage)
+        return Outcome::extendedRefusal(extended::TooLarge);
+    if (area.size == 0)
+        return Outcome::extendedRefusal(extended::IllegalField);
+    if (typeCode && !fileTypeOf(*typeCode))
+        return Outcome::extendedRefusal(extended::IllegalType);
+    const DataFile* file = m_tables.file(fileNumber);
     if (!file)
-        return Outcome::refusal(statusAddress);
-    if (file->type() != *type)
-        return Outcome::extendedRefusal(extendedTypeMismatch);
-    if (!file->has(*element, *subElement))
-        return Outcome::refusal(statusAddress);
-    if (*size % file->bytesPerUnit() != 0)
-        return Outcome::extendedRefusal(extendedIllegalField);
-    const auto data = file->read(*element, *subElement, *size);
-    if (!data)
-        return Outcome::extendedRefusal(extendedPastTheEnd);
-    return Outcome::success(*data);
+        return Outcome::refusal(status::Address);
+    if (typeCode && file->type() != fileTypeOf(*typeCode))
+        return Outcome::extendedRefusal(extended::TypeMismatch);
+    if (!file->has(element, subElement))
+        return Outcome::refusal(status::Address);
+    if (area.size % file->bytesPerUnit() != 0)
+        return Outcome::extendedRefusal(extended::IllegalField);
+    if (!file->holds(element, subElement, area.size))
+        return Outcome::extendedRefusal(extended::PastTheEnd);
+    return std::nullopt;
 }
 
 }

@@ -10,38 +10,64 @@
 //   0F A2  protected typed logical read with three address fields: size, file
 //          number, file type, element, sub-element. File number, element and
 //          sub-element are one byte each, or FF and 16 bits, low byte first.
-//          A read may start at any sub-element and run through the elements
-//          behind it.
+//   0F AA  protected typed logical write: the same fields and size data bytes.
+//   0F AB  protected typed logical masked write: the same fields, a mask word and
+//          size data bytes. Where the mask has ones the data replaces what is
+//          there; one mask serves every word of the data.
+//   0F A1, 0F A9  the read and the write with two address fields: without the
+//          sub-element, which is 0.
+//   0F 01  word range read: packet offset and total transaction (words, 16 bits
+//          each), logical address, size in bytes. It starts packet offset words
+//          behind the address.
+//   0F 00  word range write: the same without size, then the data.
+//   0F 26  read-modify-write: groups of logical address, AND mask and OR mask,
+//          worked off in their order; each changes one word.
 //   06 00  echo of up to 243 bytes.
+//
+// A logical address is a level mask, 06 or 0E, file number, element and, with 0E,
+// sub-element; it fits a file of any type.
+//
+// An area may start at any sub-element and run through the elements behind it.
+// A request is done wholly, or changes nothing.
 //
 // Refused (manuals leave the choice open where several statuses would do; here
 // every cause has its own, so that a host can tell them apart):
 //
 //   STS     cause
 //   10      unknown command or function; a request with bytes missing or left
-//           over; an echo that is too long
+//           over, among them a write whose size is not that of its data; another
+//           level mask; an echo that is too long
 //   50      no such file, no such element, or the type has no such sub-element
-//   F0 01   size 0, or not whole words (of F: not whole values)
+//   F0 01   size 0, or not whole words (of F: not whole values, so that 0F 26
+//           can't change one); a range that goes beyond its total transaction
 //   F0 09   size above the model's data bytes per message
 //   F0 0A   the address exists, but the size runs past the end of the file
+//   F0 0B   a write to a file that is protected
 //   F0 11   file type that the controller does not know
 //   F0 17   the file is there, with another type
 //
-// Of several causes the first in this order is told: format, size above the
-// limit, size 0, unknown type, missing file, other type, address, size.
+// Of several causes the first in this order is told: format, total transaction,
+// size above the limit, size 0, unknown type, missing file, other type, address,
+// size, protection.
 #pragma once
 
 #include "simulator/datatables.h"
 
 #include <QByteArray>
+#include <optional>
 
 namespace simulator {
+
+struct Address;
+struct Area;
+struct Outcome;
+class RequestFields;
 
 /// Owned and called by one thread at a time.
 class Controller
 {
 public:
-    /// @p dataBytesPerMessage: the most a read may ask for; 206 is what the 1100,
+    /// @p dataBytesPerMessage: the most a read or write may carry; 206 is what the 1100,
     /// 1200 and 1500 carry, 82 the 1000.
     explicit Controller(DataTables tables, int dataBytesPerMessage = 206);
 
@@ -50,14 +76,28 @@ public:
 
     /// The reply to @p request; empty when there is none to give: to less than a
     /// whole header, and to what is a reply itself.
-    QByteArray execute(const QByteArray& request) const;
+    QByteArray execute(const QByteArray& request);
 
 private:
-    struct Outcome;
-    class Fields;
+    Outcome dispatch(quint8 command, const QByteArray& body);
+    Outcome echo(RequestFields& fields);
+    Outcome readElements(RequestFields& fields);
+    Outcome readSubElements(RequestFields& fields);
+    Outcome readTyped(const std::optional<Area>& area, const RequestFields& fields) const;
+    Outcome writeElements(RequestFields& fields);
+    Outcome writeSubElements(RequestFields& fields);
+    Outcome writeTyped(const std::optional<Area>& area, const RequestFields& fields);
+    Outcome writeMasked(RequestFields& fields);
 
-    Outcome dispatch(quint8 command, Fields& fields) const;
-    Outcome readTyped(Fields& fields) const;
+    Outcome readWordRange(RequestFields& fields);
+    Outcome writeWordRange(RequestFields& fields);
+    Outcome readModifyWrite(RequestFields& fields);
+    Address advanced(const Address& address, int words) const;
+
+    Outcome read(const Area& area) const;
+    Outcome write(const Area& area, const QByteArray& data);
+    std::optional<Outcome> refusalOf(const Area& area) const;
+    std::optional<Outcome> writeRefusalOf(const Area& area) const;
 
     DataTables m_tables;
     int m_dataBytesPerMessage;

@@ -123,6 +123,11 @@ bool DataFile::setReal(int element, float value)
     return write(element, 0, bytes);
 }
 
+bool DataFile::operator==(const DataFile& other) const
+{
+    return m_type == other.m_type && m_bytes == other.m_bytes && m_protected == other.m_protected;
+}
+
 DataFile& DataTables::add(int number, FileType type, int elements)
 {
     return m_files.insert_or_assign(number, DataFile(type, elements)).first->second;

@@ -48,6 +48,13 @@ public:
     /// Whether the file has the element, and its type the sub-element (0 to 2
     /// for T, C and R, else only 0).
     bool has(int element, int subElement) const;
+    /// Whether it has them and @p size bytes from there on.
+    bool holds(int element, int subElement, int size) const;
+
+    /// Whether requests may not write here. The simulator's owner still can; reads
+    /// are unaffected.
+    bool isProtected() const { return m_protected; }
+    void setProtected(bool on) { m_protected = on; }
 
     /// @p size bytes from the sub-element's first byte on, running through the
     /// following elements; nothing when any of them lies outside the file.
@@ -64,13 +71,17 @@ public:
     std::optional<float> real(int element) const;
     bool setReal(int element, float value);
 
+    /// Same type, same length, same bytes and same protection.
+    bool operator==(const DataFile& other) const;
+    bool operator!=(const DataFile& other) const { return !(*this == other); }
+
 private:
-    bool holds(int element, int subElement, int size) const;
     int offsetOf(int element, int subElement) const;
 
     FileType m_type;
     int m_elements;
     QByteArray m_bytes;
+    bool m_protected = false;
 };
 
 class DataTables
@@ -83,6 +94,10 @@ public:
     const DataFile* file(int number) const;
     DataFile* file(int number);
     const std::map<int, DataFile>& files() const { return m_files; }
+
+    /// Same file numbers, same files.
+    bool operator==(const DataTables& other) const { return m_files == other.m_files; }
+    bool operator!=(const DataTables& other) const { return !(*this == other); }
 
 private:
     std::map<int, DataFile> m_files;

@@ -146,9 +146,8 @@ bool PtyServer::start(QString* error)
     }
     try {
         m_thread = std::thread([this] {
-            Station station(m_settings, [this](const QByteArray& request) {
-                return m_controller.execute(request);
-            });
+            Station station(m_settings,
+                            [this](const QByteArray& request) { return execute(request); });
             Session(m_master, m_wake, station).run();
         });
     } catch (const std::system_error& refused) {
@@ -157,6 +156,24 @@ bool PtyServer::start(QString* error)
         return false;
     }
     return true;
+}
+
+DataTables PtyServer::snapshot() const
+{
+    const std::lock_guard<std::mutex> lock(m_controllerMutex);
+    return m_controller.tables();
+}
+
+void PtyServer::change(const std::function<void(DataTables&)>& apply)
+{
+    const std::lock_guard<std::mutex> lock(m_controllerMutex);
+    apply(m_controller.tables());
+}
+
+QByteArray PtyServer::execute(const QByteArray& request)
+{
+    const std::lock_guard<std::mutex> lock(m_controllerMutex);
+    return m_controller.execute(request);
 }
 
 bool PtyServer::openPort(QString* error)

@@ -6,6 +6,8 @@
 #include "simulator/station.h"
 
 #include <QString>
+#include <functional>
+#include <mutex>
 #include <thread>
 
 namespace simulator {
@@ -15,7 +17,8 @@ namespace simulator {
 /// other; like a real line it keeps what a client has left unread, and the
 /// station goes on where it stands.
 ///
-/// All members are for one thread, the owner's.
+/// snapshot() and change() are for any thread, all other members for one, the
+/// owner's.
 class PtyServer
 {
 public:
@@ -35,11 +38,22 @@ public:
     /// hang-up. Does nothing when not running.
     void stop();
 
+    /// A copy of all data files as they are between two requests, whether running
+    /// or not. The effect of every request whose reply has arrived is in it.
+    DataTables snapshot() const;
+    /// Runs @p apply on the data files between two requests; they see all of the
+    /// change or nothing of it. @p apply calls no member of this server and keeps
+    /// no reference.
+    void change(const std::function<void(DataTables&)>& apply);
+
 private:
     bool openPort(QString* error);
     void closePort();
 
-    Controller m_controller;
+    QByteArray execute(const QByteArray& request);
+
+    mutable std::mutex m_controllerMutex;
+    Controller m_controller; // guarded by its mutex
     StationSettings m_settings;
     QString m_portName;
     int m_master = -1;

@@ -1,14 +1,17 @@
 #include <QElapsedTimer>
 #include <QtTest>
 
+#include <atomic>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 
 #include "simulator/server.h"
+#include "support/frames.h"
 
 using namespace simulator;
 
@@ -18,11 +21,6 @@ constexpr const char* ACK = "1006";
 constexpr const char* READ34 = "100201000F003412A202078900001003 8934";
 constexpr const char* READ35 = "100201000F003512A202078900001003 84A4";
 constexpr const char* ANSWER34 = "100200014F0034122A001003AA7D"; // N7:0 is 42
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(text);
-}
 
 Controller controllerWith(quint16 value)
 {
@@ -99,6 +97,7 @@ class TestPtyServer : public QObject
 private slots:
     void servesOneClientAfterTheOther();
     void serversAreIndependent();
+    void looksInsideWhileServing();
     void enquiresInRealTime();
     void waitsForAClientThatDoesNotRead();
     void stopsPromptlyAndLeavesNothing();
@@ -140,6 +139,52 @@ void TestPtyServer::serversAreIndependent()
     QCOMPARE(toSecond.ask(hex(READ34), 18).toHex(),
              hex(ACK).toHex() + "100200014f00341210101010100387b0");
     QCOMPARE(toFirst.take(16).toHex(), hex(ACK).toHex() + hex(ANSWER34).toHex());
+}
+
+// Catches: a snapshot that lags behind a reply or shows half of a write or change, and a
+// change that requests do not see.
+void TestPtyServer::looksInsideWhileServing()
+{
+    PtyServer server(controllerWith(42));
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    Client client(server);
+    server.change([](DataTables& tables) { tables.file(7)->setWord(0, 0, 0x1010); });
+    QCOMPARE(client.ask(hex(READ34), 18).mid(2), frameOf(hex("00014F0034121010")));
+    client.send(hex(ACK));
+
+    DataTables expected = server.snapshot();
+    const auto write = [&client](char round) { // N7:0 to 39
+        client.ask(frameOf(hex("01000F00") + round + hex("00AA5007890000") + QByteArray(80, round)),
+                   14);
+        client.send(hex(ACK));
+    };
+    for (char round = 0x20; round < 0x70; ++round) {
+        write(round);
+        QVERIFY(expected.file(7)->write(0, 0, QByteArray(80, round)));
+        QVERIFY(server.snapshot() == expected);
+    }
+
+    std::atomic<bool> done(false);
+    std::thread owner([&server, &done] {
+        for (quint16 round = 0; !done; ++round)
+            server.change([round](DataTables& tables) {
+                for (int element = 0; element < 40; ++element)
+                    tables.file(7)->setWord(element, 0, round);
+            });
+    });
+    int mixed = 0;
+    for (char round = 0x20; round < 0x70; ++round) {
+        write(round);
+        for (int look = 0; look < 500; ++look) {
+            const DataTables seen = server.snapshot();
+            const QByteArray words = *seen.file(7)->read(0, 0, 80);
+            mixed += words != words.left(2).repeated(40) ? 1 : 0;
+        }
+    }
+    done = true;
+    owner.join();
+    QCOMPARE(mixed, 0);
 }
 
 // Catches: a server that sleeps past its station's deadline or never wakes for it.
