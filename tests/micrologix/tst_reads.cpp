@@ -38,7 +38,8 @@ private slots:
     void refusesBeforeSending();
     void hasNoReadForOtherTypes_data();
     void hasNoReadForOtherTypes();
-    void refusesNamedWordsOfPlainFiles();
+    void refusesNamesOfPlainFiles_data();
+    void refusesNamesOfPlainFiles();
     void carriesWhatTheBufferHolds();
     void retries_data();
     void retries();
@@ -97,6 +98,39 @@ void TestReads::reads_data()
         << 2 << 1 << "R6:0.LEN" << hex("0606880000") << hex("008005000300") << hex("0500");
     QTest::newRow("control has no PRE")
         << 2 << 1 << "R6:0.PRE" << hex("0606880000") << hex("008005000300") << hex("0300");
+    const QByteArray timerBits = hex("00C010001400 010014000600");
+    QTest::newRow("a bit") << 0 << 1 << "B3:0/5" << hex("0203850000") << hex("2000") << hex("01");
+    QTest::newRow("a bit, other type")
+        << 6 << 1 << "N7:2/15" << hex("0207890200") << hex("0080") << hex("0100");
+    QTest::newRow("bits over two words")
+        << 0 << 2 << "B3:0/15" << hex("0403850000") << hex("00800100") << hex("030000");
+    QTest::newRow("a word of bits, shifted")
+        << 0 << 16 << "N7:10/3" << hex("0407890A00") << hex("F8FF0300") << hex("FF7F00");
+    QTest::newRow("bit number cut to 8 bits")
+        << 0 << 1 << "B3:0/300" << hex("0603850000") << hex("000000000010") << hex("010000000000");
+    QTest::newRow("no bits") << 0 << 0 << "B3:0/0" << hex("0003850000") << QByteArray()
+                             << QByteArray();
+    QTest::newRow("most bits") << 0 << 1968 << "N7:0/0" << hex("F607890000") << QByteArray(246, 'a')
+                               << QByteArray(246, 'a');
+    QTest::newRow("control-word bits")
+        << 0 << 4 << "T4:0/14" << hex("0C04860000") << timerBits << hex("070000");
+    QTest::newRow("mnemonic, three timers")
+        << 0 << 3 << "T4:0/DN" << hex("1204860000") << hex("002000000000 000000000000 00A000000000")
+        << hex("0500");
+    QTest::newRow("mnemonic of a counter")
+        << 0 << 1 << "c5:0/cu" << hex("0605870000") << hex("008000000000") << hex("0100");
+    QTest::newRow("mnemonic of a control")
+        << 0 << 1 << "R6:0/FD" << hex("0606880000") << hex("000100000000") << hex("0100");
+    QTest::newRow("unknown mnemonic")
+        << 0 << 4 << "C5:0/XY" << hex("1805870000") << QByteArray(24, '\xFF') << hex("00");
+    QTest::newRow("accumulator bit")
+        << 0 << 1 << "T4:1.ACC/3" << hex("0604860100") << hex("000000000800") << hex("01");
+    QTest::newRow("preset bit of the next timer")
+        << 0 << 1 << "T4:1.PRE/20" << hex("0C04860100") << timerBits << hex("010000");
+    QTest::newRow("control length bit")
+        << 0 << 1 << "R6:0.LEN/0" << hex("0606880000") << hex("000001000000") << hex("01");
+    QTest::newRow("position, whatever the name")
+        << 0 << 1 << "R6:0.PRE/0" << hex("0606880000") << hex("000000000100") << hex("01");
     QTest::newRow("file that no letter names")
         << 2 << 1 << "L9:0" << hex("02FF000000") << hex("0102") << hex("0102");
 }
@@ -133,6 +167,25 @@ void TestReads::refusesBeforeSending_data()
     QTest::newRow("empty") << 2 << 1 << "" << format;
     QTest::newRow("null") << 2 << 1 << QString() << format;
     QTest::newRow("named word of a float") << 3 << 1 << "F8:0.ACC" << format;
+    const QString bitFormat("invalid bit address format");
+    QTest::newRow("bits of a word address") << 0 << 1 << "N7:0" << bitFormat;
+    QTest::newRow("bit with a tail") << 0 << 1 << "T4:0/1a" << bitFormat;
+    QTest::newRow("bits") << 0 << 2033 << "B3:0/0"
+                          << "invalid address:B3:0/0";
+    QTest::newRow("timer bits") << 0 << 657 << "T4:0/16"
+                                << "invalid address:T4:0/16";
+    QTest::newRow("mnemonic bits") << 0 << 43 << "T4:0/DN"
+                                   << "invalid address:T4:0/DN";
+    QTest::newRow("most bits") << 0 << INT_MAX << "T4:0.ACC/255"
+                               << "invalid address:T4:0.ACC/255";
+    QTest::newRow("negative bits") << 0 << -1 << "B3:0/5"
+                                   << "invalid address:B3:0/5";
+    QTest::newRow("file beyond 255") << 2 << 1 << "N256:0"
+                                     << "invalid address:N256:0";
+    QTest::newRow("file beyond any integer") << 2 << 1 << "N99999999999999999999:0"
+                                             << "invalid address:N99999999999999999999:0";
+    QTest::newRow("timer file beyond 255") << 0 << 1 << "T300:0/DN"
+                                           << "invalid address:T300:0/DN";
     QTest::newRow("words") << 2 << 128 << "N7:0"
                            << "invalid address:N7:0";
     QTest::newRow("elements") << 2 << 43 << "T4:0"
@@ -202,13 +255,25 @@ void TestReads::hasNoReadForOtherTypes()
     QCOMPARE(port.calls, QStringList() << "delay");
 }
 
-// Catches: words of a plain file handed out under a timer's word name.
-void TestReads::refusesNamedWordsOfPlainFiles()
+void TestReads::refusesNamesOfPlainFiles_data()
 {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("address");
+    QTest::newRow("word name") << 2 << "N7:0.ACC";
+    QTest::newRow("mnemonic") << 0 << "N7:0/DN";
+    QTest::newRow("bit of a word name") << 0 << "N7:0.ACC/1";
+}
+
+// Catches: data of a plain file handed out under a name that only timers have.
+void TestReads::refusesNamesOfPlainFiles()
+{
+    QFETCH(int, type);
+    QFETCH(QString, address);
+
     DriverABMicroLogix driver;
     ScriptedPort port;
     port.answer(soundAnswer(1, hex("010203040506")));
-    QVERIFY(driver.read(&port, request(2, 1, "N7:0.ACC")).isEmpty());
+    QVERIFY(driver.read(&port, request(type, 1, address)).isEmpty());
     QCOMPARE(driver.getLastError(), QString("invalid bit address format"));
     QCOMPARE(port.sent.last(), hex("1006"));
 }

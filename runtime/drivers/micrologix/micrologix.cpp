@@ -1,11 +1,29 @@
 #include "drivers/micrologix/micrologix.h"
 
+#include "drivers/df1/addressing.h"
 #include "drivers/drv_dev_setting.h"
 
 namespace {
 
 const QString VERSION = QLatin1String("1.0.0");
 const int BLOCK_SIZE = 1024;
+
+/// Also of a number that no integer type holds.
+bool isAllDigits(const QByteArray& text)
+{
+    for (int i = 0; i < text.size(); ++i) {
+        if (text.at(i) < '0' || text.at(i) > '9')
+            return false;
+    }
+    return !text.isEmpty();
+}
+
+/// Output and input files have one number, whatever follows their letter.
+bool hasFixedNumber(const QByteArray& fileName)
+{
+    const unsigned char type = DF1GetFileType(fileName);
+    return type == DF1GetFileType("O") || type == DF1GetFileType("I");
+}
 
 QRegExp pattern(const char* text, Qt::CaseSensitivity sensitivity)
 {
@@ -135,4 +153,32 @@ unsigned short DriverABMicroLogix::getNextTNS()
 unsigned char DriverABMicroLogix::getSourceAddr(AbstractDeviceInterface* port)
 {
     return static_cast<unsigned char>(port->sourceAddress());
+}
+
+void DriverABMicroLogix::beginAttempt(AbstractDeviceInterface* port)
+{
+    qtcompat::sleepMilliseconds(port->delayTime());
+    clearError();
+}
+
+bool DriverABMicroLogix::isLastAttempt(AbstractDeviceInterface* port, int attempt)
+{
+    return !hasError() || attempt >= port->retryCount();
+}
+
+/// Always false, for the caller to hand on.
+bool DriverABMicroLogix::refuse(const QString& address)
+{
+    setCommError(QLatin1String("invalid address:") + address);
+    return false;
+}
+
+/// Refuses a file number above 255, which a command would carry cut to 8 bits:
+/// it would reach another file.
+bool DriverABMicroLogix::canName(const QString& address, const QByteArray& fileName)
+{
+    bool isNumber = false;
+    const qulonglong number = fileName.mid(1).toULongLong(&isNumber);
+    const bool isCut = isNumber ? number > 255 : isAllDigits(fileName.mid(1));
+    return !isCut || hasFixedNumber(fileName) || refuse(address);
 }

@@ -32,10 +32,14 @@ public:
     ~DriverABMicroLogix() override;
 
     int totalSize() override;
+    /// One command for a bit and for all words of a word file, at most 255 bytes;
+    /// one command a word for timers, counters and controls. A write that fails
+    /// half-way leaves the words confirmed so far, and begins again when retried.
     bool write(AbstractDeviceInterface* port, const CommunicatorCommand& command,
                const QByteArray& data) override;
     /// At most 123 words, 41 timer, counter or control elements or 61 floats a
-    /// request, fewer when the data hold bytes 0x10; requests are never split.
+    /// request, and the bits that so many hold, fewer when the data hold bytes
+    /// 0x10; requests are never split.
     QByteArray read(AbstractDeviceInterface* port, const CommunicatorCommand& command) override;
     bool initialize(AbstractDeviceInterface* port) override;
     int validation(const QString& text) override;
@@ -67,19 +71,61 @@ public:
     unsigned char getSourceAddr(AbstractDeviceInterface* port);
 
 private:
-    // Reads. An image is the data part of a reply: whole elements as received.
+    // Attempts of read and write.
+    void beginAttempt(AbstractDeviceInterface* port);
+    bool isLastAttempt(AbstractDeviceInterface* port, int attempt);
+
+    // Reads.
     bool readOnce(AbstractDeviceInterface* port, const CommunicatorCommand& command,
                   QByteArray& result);
     QByteArray readWords(AbstractDeviceInterface* port, const QString& address, int count);
-    QByteArray readFloats(AbstractDeviceInterface* port, const QString& address, int count);
     QByteArray readNamedWords(AbstractDeviceInterface* port, const QString& address, int count);
-    bool readImage(AbstractDeviceInterface* port, const QString& address, const QRegExp& match,
-                   int elementSize, int count, QByteArray& image);
+    QByteArray readFloats(AbstractDeviceInterface* port, const QString& address, int count);
+    QByteArray readBits(AbstractDeviceInterface* port, const CommunicatorCommand& command);
+    QByteArray readO_I_S2_B3_N7_Bits(AbstractDeviceInterface* port, const QString& address,
+                                     const QByteArray& fileName, unsigned short element,
+                                     unsigned short bit, int count);
+    QByteArray readT4_C5_R6Bits(AbstractDeviceInterface* port, const QString& address,
+                                const QByteArray& fileName, unsigned short element,
+                                unsigned char bit, int count);
+    QByteArray readType2BitAddr(AbstractDeviceInterface* port, const QString& address,
+                                const QByteArray& fileName, unsigned short element,
+                                const QByteArray& mnemonic, int count);
+    QByteArray readType3BitAddr(AbstractDeviceInterface* port, const QString& address,
+                                const QByteArray& fileName, unsigned short element,
+                                const QByteArray& wordName, unsigned char bit, int count);
+    bool readImage(AbstractDeviceInterface* port, const QString& address,
+                   const QByteArray& fileName, unsigned short element, qint64 size,
+                   QByteArray& image);
+
+    // Writes.
+    bool writeOnce(AbstractDeviceInterface* port, const CommunicatorCommand& command,
+                   const QByteArray& data, bool& result);
+    bool writeBit(AbstractDeviceInterface* port, const CommunicatorCommand& command,
+                  const QByteArray& data);
+    bool writeBytes(AbstractDeviceInterface* port, const QString& address, const QByteArray& data);
+    bool writeType1WordAddr(AbstractDeviceInterface* port, const QString& address,
+                            const QByteArray& fileName, unsigned short element,
+                            const QByteArray& data);
+    bool writeT4_C5_R6(AbstractDeviceInterface* port, const QString& address,
+                       const QByteArray& fileName, unsigned short element, const QByteArray& data);
+    bool writeType2WordAddr(AbstractDeviceInterface* port, const QString& address,
+                            const QByteArray& fileName, unsigned short element,
+                            unsigned char subElement, const QByteArray& data);
+    bool writeCommand(AbstractDeviceInterface* port, const QString& address,
+                      const QByteArray& fileName, unsigned short element, unsigned char subElement,
+                      const QByteArray& data);
+
+    // What no command can carry is refused as a controller refuses it.
+    bool refuse(const QString& address);
+    bool canName(const QString& address, const QByteArray& fileName);
 
     // The common transaction. Each step sets the error text and gives false
-    // when it ends the transaction.
+    // when it ends the transaction. The buffer is always m_buffer.
     bool runReadTransaction(AbstractDeviceInterface* port, const QString& address,
-                            const QByteArray& frame, int dataBytes);
+                            const QByteArray& frame, int dataBytes, QByteArray& data);
+    bool runWriteTransaction(AbstractDeviceInterface* port, const QString& address,
+                             const QByteArray& frame);
     bool sendRequest(AbstractDeviceInterface* port, const QString& address,
                      const QByteArray& frame);
     bool readDleAck(AbstractDeviceInterface* port, unsigned char* pair, const QString& address);
@@ -94,6 +140,7 @@ private:
     int readDataDleEtxCrc(AbstractDeviceInterface* port, unsigned char* destination, int room,
                           unsigned char dataBytes, int total);
     bool checkDataDleEtxCrc(const QString& address, QByteArray& buffer, int total, int n);
+    bool checkWriteRsp(const QString& address, QByteArray& buffer, int n);
 
     enum
     {

@@ -112,7 +112,8 @@ QString responseCrcError(const QString& address)
 }
 
 bool DriverABMicroLogix::runReadTransaction(AbstractDeviceInterface* port, const QString& address,
-                                            const QByteArray& frame, int dataBytes)
+                                            const QByteArray& frame, int dataBytes,
+                                            QByteArray& data)
 {
     if (!sendRequest(port, address, frame))
         return false;
@@ -121,6 +122,19 @@ bool DriverABMicroLogix::runReadTransaction(AbstractDeviceInterface* port, const
         readDataDleEtxCrc(port, bytesAt(m_buffer, REPLY_DATA), roomAt(m_buffer, REPLY_DATA),
                           static_cast<unsigned char>(dataBytes), total);
     if (!checkDataDleEtxCrc(address, m_buffer, total, n))
+        return false;
+    sendAck(port);
+    data = m_buffer.mid(REPLY_DATA, dataBytes);
+    return true;
+}
+
+bool DriverABMicroLogix::runWriteTransaction(AbstractDeviceInterface* port, const QString& address,
+                                             const QByteArray& frame)
+{
+    if (!sendRequest(port, address, frame))
+        return false;
+    const int n = receive(port, bytesAt(m_buffer, REPLY_DATA), TRAILER_SIZE);
+    if (!checkWriteRsp(address, m_buffer, n + REPLY_DATA))
         return false;
     sendAck(port);
     return true;
@@ -310,6 +324,21 @@ bool DriverABMicroLogix::checkDataDleEtxCrc(const QString& address, QByteArray& 
     DF1FoldDLE(buffer, REPLY_DATA, REPLY_DATA + n - TRAILER_SIZE);
     buffer.remove(total + HEADER_SIZE, 1);
     if (isSound(buffer, HEADER_SIZE + total - 1))
+        return true;
+    setCommError(responseCrcError(address));
+    return false;
+}
+
+bool DriverABMicroLogix::checkWriteRsp(const QString& address, QByteArray& buffer, int n)
+{
+    if (n <= REPLY_DATA + 1) {
+        setCommError(QLatin1String("packet loss"));
+        return false;
+    }
+    // Of a trailer cut short nothing can be told; zeros in its place might come out even.
+    const bool isWhole = n == REPLY_DATA + TRAILER_SIZE;
+    buffer.remove(n - TRAILER_SIZE, 1);
+    if (isWhole && isSound(buffer, HEADER_SIZE + TRAILER_SIZE - 1))
         return true;
     setCommError(responseCrcError(address));
     return false;
