@@ -6,12 +6,31 @@
 #include "drivers/drv_dev_setting.h"
 #include "host/driverloader.h"
 #include "host/link.h"
+#include "rehearsal.h"
 #include "simulator/server.h"
 
 namespace {
 
 const char* const SIMULATOR = "sim";
 const quint32 SIMULATOR_SEED = 1;
+
+/// A driver that is there, or Failure.
+class LoadedDriver
+{
+public:
+    explicit LoadedDriver(const std::string& plugin)
+        : m_loader(plugin.empty() ? host::defaultDriverPath() : QString::fromStdString(plugin))
+    {
+        if (m_loader.driver() == nullptr)
+            throw Failure(ExitCode::Usage, m_loader.error());
+    }
+
+    DriverInterface& operator*() const { return *m_loader.driver(); }
+    DriverInterface* operator->() const { return m_loader.driver(); }
+
+private:
+    host::DriverLoader m_loader;
+};
 
 host::PortSettings portSettings(const ConnectionOptions& options, DriverInterface& driver)
 {
@@ -109,15 +128,35 @@ QString hintFor(ExitCode code)
     }
 }
 
+/// The driver's last text, behind the address unless it names it already.
+QString lastText(DriverInterface& driver, const QString& address)
+{
+    const QString text = driver.getLastError();
+    return text.contains(address) ? text : address + QStringLiteral(": ") + text;
+}
+
+Failure failureOf(DriverInterface& driver, const QString& address)
+{
+    const ExitCode code = exitCodeOf(driver.getLastError());
+    return Failure(code, lastText(driver, address) + QStringLiteral("; ") + hintFor(code));
+}
+
+/// Without a controller, only the driver can have refused.
+Failure refusalOf(DriverInterface& driver, const QString& address)
+{
+    return Failure(ExitCode::Usage,
+                   lastText(driver, address) + QStringLiteral("; no command can carry this write"));
+}
+
 }
 
 struct Connection::Parts
 {
     explicit Parts(const std::string& plugin)
-        : loader(plugin.empty() ? host::defaultDriverPath() : QString::fromStdString(plugin))
+        : driver(plugin)
     {}
 
-    host::DriverLoader loader;
+    LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
 };
@@ -149,9 +188,7 @@ void ConnectionOptions::addTo(CLI::App& verb)
 Connection::Connection(const ConnectionOptions& options)
     : m_parts(std::make_unique<Parts>(options.plugin))
 {
-    if (m_parts->loader.driver() == nullptr)
-        throw Failure(ExitCode::Usage, m_parts->loader.error());
-    DriverInterface& driver = *m_parts->loader.driver();
+    DriverInterface& driver = *m_parts->driver;
     const host::LineSettings line = lineSettings(options, driver);
     const host::PortSettings settings = portSettings(options, driver);
 
@@ -171,21 +208,34 @@ Connection::~Connection() = default;
 
 QByteArray Connection::read(const CommunicatorCommand& command)
 {
-    DriverInterface& driver = *m_parts->loader.driver();
-    QByteArray data = driver.read(&m_parts->link->port(), command);
-    if (driver.hasError())
-        fail(command.address);
+    QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
+    requireSuccess(command.address);
     return data;
 }
 
-void Connection::fail(const QString& address)
+void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
 {
+    m_parts->driver->write(&m_parts->link->port(), command, data);
+    requireSuccess(command.address);
+}
+
+void Connection::requireSuccess(const QString& address)
+{
+    if (!m_parts->driver->hasError())
+        return;
     const QString lost = m_parts->link->port().deviceError();
     if (!lost.isEmpty())
         throw Failure(ExitCode::Port, m_parts->link->text() + QStringLiteral(": ") + lost);
-    const QString text = m_parts->loader.driver()->getLastError();
-    const ExitCode code = exitCodeOf(text);
-    // Some of the driver's texts name the address already.
-    const QString where = text.contains(address) ? QString() : address + QStringLiteral(": ");
-    throw Failure(code, where + text + QStringLiteral("; ") + hintFor(code));
+    throw failureOf(*m_parts->driver, address);
+}
+
+std::vector<QByteArray> rehearse(const ConnectionOptions& options,
+                                 const CommunicatorCommand& command, const QByteArray& data)
+{
+    const LoadedDriver driver(options.plugin);
+    Rehearsal port(portSettings(options, *driver));
+    driver->write(&port, command, data);
+    if (driver->hasError())
+        throw refusalOf(*driver, command.address);
+    return port.frames();
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "failure.h"
 
@@ -43,10 +44,17 @@ public:
 
     /// Runs one read. Throws Failure with the driver's text when it fails.
     QByteArray read(const CommunicatorCommand& command);
+    /// Runs one write. Throws Failure with the driver's text when it fails.
+    void write(const CommunicatorCommand& command, const QByteArray& data);
 
 private:
-    [[noreturn]] void fail(const QString& address);
+    void requireSuccess(const QString& address);
 
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };
+
+/// The frames that a write would send if every one of them were confirmed. Opens
+/// no port. Throws Failure when the options are unusable or the driver refuses.
+std::vector<QByteArray> rehearse(const ConnectionOptions& options,
+                                 const CommunicatorCommand& command, const QByteArray& data);

@@ -3,6 +3,7 @@
 
 #include "failure.h"
 #include "read.h"
+#include "write.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ int exitStatus(ExitCode code)
 }
 
 const char* const EXIT_CODES =
-    "Exit codes: 0 all read; 2 wrong usage or unusable address; 3 port; 4 no answer;\n"
+    "Exit codes: 0 all done; 2 wrong usage or unusable address; 3 port; 4 no answer;\n"
     "5 damaged traffic; 6 refused by the controller.\n";
 
 }
@@ -20,12 +21,14 @@ const char* const EXIT_CODES =
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    CLI::App app("Reads Allen-Bradley MicroLogix controllers over DF1 full duplex.", "df1");
+    CLI::App app("Reads and writes Allen-Bradley MicroLogix controllers over DF1 full duplex.",
+                 "df1");
     app.set_version_flag("--version", DF1_VERSION);
     app.require_subcommand(1);
     app.footer(EXIT_CODES);
     std::function<ExitCode()> run;
     addReadVerb(app, run);
+    addWriteVerb(app, run);
 
     try {
         app.parse(argc, argv);

@@ -1,13 +1,10 @@
 #include "read.h"
 
 #include <CLI/CLI.hpp>
-#include <QRegularExpression>
-#include <QtEndian>
-#include <charconv>
-#include <cstring>
 #include <iostream>
 
 #include "connection.h"
+#include "values.h"
 
 namespace {
 
@@ -25,101 +22,14 @@ struct Row
     QString hex;
 };
 
-/// How the values of an address are asked for and shown.
-struct Kind
+std::vector<Row> readRows(Connection& connection, const Target& target, int count)
 {
-    int requestType; ///< of CommunicatorCommand
-    int valueSize;   ///< bytes a value
-    int mostValues;  ///< that one request carries
-};
-
-const int WORD_REQUEST = 2;
-const int DOUBLE_WORD_REQUEST = 3;
-
-Kind kindOf(const QString& address)
-{
-    const QChar letter = address.isEmpty() ? QChar() : address.at(0).toUpper();
-    if (letter == QLatin1Char('F'))
-        return {DOUBLE_WORD_REQUEST, 4, 61};
-    const bool wholeElements = QStringLiteral("TCR").contains(letter) || address.contains('.');
-    return {WORD_REQUEST, 2, wholeElements ? 41 : 123};
-}
-
-void requireInRange(const QString& address, const char* what, const QString& digits, int most)
-{
-    bool isNumber = false;
-    const uint number = digits.toUInt(&isNumber);
-    if (digits.isEmpty() || (isNumber && number <= static_cast<uint>(most)))
-        return;
-    throw Failure(ExitCode::Usage, QStringLiteral("%1: %2 %3 is out of range; give 0 to %4")
-                                       .arg(address, QLatin1String(what), digits)
-                                       .arg(most));
-}
-
-/// Refuses numbers that the driver would cut to the width of their field, so that
-/// another element would be read than the one named. All else is the driver's to judge.
-void requireNumbersThatFit(const QString& address, int count)
-{
-    static const QRegularExpression pattern(QStringLiteral("^[A-Za-z]*(\\d*)[^:]*:(\\d*)"));
-    const QRegularExpressionMatch match = pattern.match(address);
-    requireInRange(address, "file", match.captured(1), 255);
-    requireInRange(address, "element", match.captured(2), 65535);
-    requireInRange(address, "last element",
-                   QString::number(match.captured(2).toUInt() + static_cast<uint>(count) - 1),
-                   65535);
-}
-
-/// The address of the value @p offset elements further on.
-QString addressAt(const QString& address, int offset)
-{
-    static const QRegularExpression pattern(QStringLiteral("^(\\w+:)(\\d+)(.*)$"));
-    const QRegularExpressionMatch match = pattern.match(address);
-    return match.captured(1) + QString::number(match.captured(2).toUInt() + offset)
-           + match.captured(3);
-}
-
-/// The fewest digits that give the same value back.
-QString shortest(float value)
-{
-    char text[32];
-    const std::to_chars_result result = std::to_chars(text, text + sizeof text, value);
-    return QString::fromLatin1(text, static_cast<int>(result.ptr - text));
-}
-
-Row rowOf(const QString& address, const char* bytes, int size)
-{
-    if (size == 2) {
-        const auto word = qFromLittleEndian<quint16>(bytes);
-        return {address, QString::number(static_cast<qint16>(word)),
-                QStringLiteral("%1").arg(word, 4, 16, QLatin1Char('0')).toUpper()};
-    }
-    const auto bits = qFromLittleEndian<quint32>(bytes);
-    float value = 0;
-    std::memcpy(&value, &bits, sizeof value);
-    return {address, shortest(value),
-            QStringLiteral("%1").arg(bits, 8, 16, QLatin1Char('0')).toUpper()};
-}
-
-std::vector<Row> readRows(Connection& connection, const QString& address, int count)
-{
-    const Kind kind = kindOf(address);
-    if (count > kind.mostValues)
-        throw Failure(ExitCode::Usage, QStringLiteral("%1: %2 values are too many for one request; "
-                                                      "give --count %3 at most")
-                                           .arg(address)
-                                           .arg(count)
-                                           .arg(kind.mostValues));
-    requireNumbersThatFit(address, count);
-    CommunicatorCommand command;
-    command.type = kind.requestType;
-    command.count = count;
-    command.address = address;
-    const QByteArray data = connection.read(command);
-
+    const QByteArray data = connection.read(target.readRequest(count));
     std::vector<Row> rows;
-    for (int i = 0; (i + 1) * kind.valueSize <= data.size(); ++i)
-        rows.push_back(
-            rowOf(addressAt(address, i), data.constData() + i * kind.valueSize, kind.valueSize));
+    for (int i = 0; i < valuesIn(target, data, count); ++i) {
+        const ValueText text = valueAt(target, data, i);
+        rows.push_back({target.addressOf(i), text.value, text.hex});
+    }
     return rows;
 }
 
@@ -160,8 +70,8 @@ ExitCode runRead(const ReadOptions& options)
     ExitCode result = ExitCode::Success;
     for (const std::string& address : options.addresses) {
         try {
-            const std::vector<Row> read =
-                readRows(connection, QString::fromStdString(address), options.count);
+            const Target target(QString::fromStdString(address));
+            const std::vector<Row> read = readRows(connection, target, options.count);
             rows.insert(rows.end(), read.begin(), read.end());
         } catch (const Failure& failure) {
             report(failure);
@@ -184,7 +94,7 @@ void addReadVerb(CLI::App& app, std::function<ExitCode()>& run)
     CLI::App* const verb = app.add_subcommand("read", "Read values and print them as a table");
     verb->add_option("address", options->addresses,
                      "What to read: N7:0 (words), F8:1 (floats), T4:0 (control words), T4:0.ACC "
-                     "(named words)")
+                     "(named words), B3:2/5, T4:0/DN, T4:0.ACC/3 (bits)")
         ->required()
         ->type_name("ADDRESS");
     verb->add_option("-n,--count", options->count, "Values from each address on")

@@ -2,6 +2,7 @@
 #include <QtTest>
 #include <unistd.h>
 
+#include "simulator/server.h"
 #include "support/frames.h"
 #include "support/ptypair.h"
 
@@ -36,7 +37,11 @@ private slots:
     void failures_data();
     void failures();
     void printsATable();
+    void namesTheNeighbours();
     void readsOnAfterARefusal();
+    void writesWhatItSays_data();
+    void writesWhatItSays();
+    void rehearsesWithoutAPort();
     void tellsLineFaultsApart_data();
     void tellsLineFaultsApart();
     void noticesALineThatHangsUp();
@@ -61,6 +66,22 @@ void TestDf1::failures_data()
     QTest::newRow("no plugin") << "read N7:0 --plugin /nonexistent" << 2 << "/nonexistent";
     QTest::newRow("no port") << "read N7:0 --port /nonexistent" << 3 << "no such device";
     QTest::newRow("no server") << "read N7:0 --port tcp://127.0.0.1:1" << 3 << "refused";
+    QTest::newRow("bit out of range") << "read B3:0/256" << 2 << "0 to 255";
+    QTest::newRow("elements out of range") << "read N7:65535 --count 2" << 2 << "0 to 65535";
+    QTest::newRow("no such bit") << "read T4:0/XY" << 2 << "EN, TT, DN";
+    QTest::newRow("no such word") << "read R6:0.ACC" << 2 << "LEN, POS";
+    QTest::newRow("too many bits") << "read B3:0/15 --count 1954" << 2 << "--count 1953 at most";
+    QTest::newRow("no value") << "write N7:0" << 2 << "value is required";
+    QTest::newRow("word too large") << "write N7:0 65536 --port /none" << 2 << "-32768 to 65535";
+    QTest::newRow("word too small") << "write N7:0 --port /none -- -32769" << 2 << "-32768";
+    QTest::newRow("word with a fraction") << "write N7:0 1.5 --port /none" << 2 << "'1.5'";
+    QTest::newRow("word with a tail") << "write N7:0 0x1G --port /none" << 2 << "'0x1G'";
+    QTest::newRow("float too large") << "write F8:0 1e39 --port /none" << 2 << "3.4e38";
+    QTest::newRow("bit of 2") << "write B3:0/1 2 --port /none" << 2 << "0 or 1";
+    QTest::newRow("two bits") << "write B3:0/1 1 1 --port /none" << 2 << "a single 0 or 1";
+    QTest::newRow("bit of no timer") << "write N7:0/DN 1 --port /none" << 2 << "no command";
+    QTest::newRow("writes round the end") << "write T4:65535 1 2 --port /none" << 2 << "65535";
+    QTest::newRow("refused write") << "write N7:256 1" << 6 << "invalid address:N7:256";
     QTest::newRow("no such file") << "read N99:0" << 6 << "invalid address:N99:0";
 }
 
@@ -92,6 +113,71 @@ void TestDf1::printsATable()
     QCOMPARE(addresses.join(QLatin1Char(' ')),
              QString("ADDRESS N7:2 N7:3 F8:0 F8:1 T4:0.PRE T4:1.PRE"));
     QVERIFY(outcome.output.contains(QRegularExpression("\nN7:2 +16 +0010\n")));
+}
+
+// Catches: a value under another element's or bit's name.
+void TestDf1::namesTheNeighbours()
+{
+    const Outcome outcome =
+        runDf1({"read", "--count", "2", "T4:0/DN", "B3:0/15", "T4:1.ACC/15", "C5:3"});
+    QCOMPARE(outcome.exitCode, 0);
+    QString addresses;
+    for (const QString& line : outcome.output.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+        addresses += line.section(QLatin1Char(' '), 0, 0) + QLatin1Char(' ');
+    QCOMPARE(addresses, QString("ADDRESS T4:0/DN T4:1/DN B3:0/15 B3:1/0 T4:1.ACC/15 T4:2.ACC/0 "
+                                "C5:3 C5:4 "));
+}
+
+void TestDf1::writesWhatItSays_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("file");
+    QTest::addColumn<int>("element");
+    QTest::addColumn<int>("subElement");
+    QTest::addColumn<QByteArray>("bytes");
+
+    QTest::newRow("words") << "write N7:10 1 0xFFFE 0b101 --port" << 7 << 10 << 0
+                           << hex("0100FEFF0500");
+    QTest::newRow("negative word")
+        << "write N7:10 --port %1 -- -2 65535" << 7 << 10 << 0 << hex("FEFFFFFF");
+    QTest::newRow("floats") << "write F8:3 21.5 -1 --port" << 8 << 3 << 0
+                            << hex("0000AC41000080BF");
+    QTest::newRow("preset") << "write T4:5.PRE 300 --port" << 4 << 5 << 1 << hex("2C01");
+    QTest::newRow("bit") << "write B3:2/18 0 --port" << 3 << 3 << 0 << hex("FBFF");
+}
+
+// Catches: a value packed wrongly, or into another place than the one named.
+void TestDf1::writesWhatItSays()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, file);
+    QFETCH(int, element);
+    QFETCH(int, subElement);
+    QFETCH(QByteArray, bytes);
+
+    simulator::DataTables tables = simulator::seededTables(1);
+    tables.file(3)->setWord(3, 0, 0xFFFF);
+    simulator::PtyServer server{simulator::Controller(tables)};
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    if (!arguments.contains(QLatin1String("%1")))
+        arguments += QLatin1String(" %1");
+    const Outcome outcome = runDf1(arguments.arg(server.portName()).split(QLatin1Char(' ')));
+    QVERIFY2(outcome.exitCode == 0, qPrintable(outcome.errors));
+    QVERIFY(outcome.output.contains("written"));
+    QVERIFY(tables.file(file)->write(element, subElement, bytes));
+    QVERIFY(server.snapshot() == tables);
+}
+
+// Catches: a dry run that sends, or prints other frames than a run would send.
+void TestDf1::rehearsesWithoutAPort()
+{
+    const Outcome outcome =
+        runDf1({"write", "--dry-run", "T4:0.PRE", "1", "16", "--port", "/nonexistent"});
+    QCOMPARE(outcome.exitCode, 0);
+    QCOMPARE(outcome.output,
+             QString("10 02 01 00 0F 00 01 00 AA 02 04 86 00 01 01 00 10 03 9C D6\n"
+                     "10 02 01 00 0F 00 02 00 AA 02 04 86 01 01 10 10 00 10 03 FE 57\n"));
 }
 
 // Catches: one bad address that hides the values of the others.
