@@ -9,7 +9,6 @@ namespace simulator {
 namespace {
 
 constexpr int headerSize = 6;
-constexpr int echoLimit = 243;
 constexpr quint8 replyFlag = 0x40;
 
 }
@@ -47,10 +46,15 @@ Outcome Controller::dispatch(quint8 command, const QByteArray& body)
         Outcome (Controller::*execute)(RequestFields&);
     };
     static constexpr Entry entries[] = {
-        {0x06, 0x00, &Controller::echo},          {0x0F, 0x00, &Controller::writeWordRange},
-        {0x0F, 0x01, &Controller::readWordRange}, {0x0F, 0x26, &Controller::readModifyWrite},
-        {0x0F, 0xA1, &Controller::readElements},  {0x0F, 0xA2, &Controller::readSubElements},
-        {0x0F, 0xA9, &Controller::writeElements}, {0x0F, 0xAA, &Controller::writeSubElements},
+        {0x06, 0x00, &Controller::echo},
+        {0x06, 0x01, &Controller::readCounters},
+        {0x0F, 0x00, &Controller::writeWordRange},
+        {0x0F, 0x01, &Controller::readWordRange},
+        {0x0F, 0x26, &Controller::readModifyWrite},
+        {0x0F, 0xA1, &Controller::readElements},
+        {0x0F, 0xA2, &Controller::readSubElements},
+        {0x0F, 0xA9, &Controller::writeElements},
+        {0x0F, 0xAA, &Controller::writeSubElements},
         {0x0F, 0xAB, &Controller::writeMasked},
     };
 
@@ -61,12 +65,6 @@ Outcome Controller::dispatch(quint8 command, const QByteArray& body)
             return (this->*entry.execute)(fields);
     }
     return Outcome::refusal(status::Illegal);
-}
-
-Outcome Controller::echo(RequestFields& fields)
-{
-    const QByteArray data = fields.rest();
-    return data.size() <= echoLimit ? Outcome::success(data) : Outcome::refusal(status::Illegal);
 }
 
 Outcome Controller::read(const Area& area) const

@@ -23,6 +23,10 @@
 //   0F 26  read-modify-write: groups of logical address, AND mask and OR mask,
 //          worked off in their order; each changes one word.
 //   06 00  echo of up to 243 bytes.
+//   06 01  diagnostic counters: ten 16-bit words, low byte first: messages sent,
+//          received, undelivered, ENQs sent, NAKs received, ENQs received, bad
+//          messages, no memory, duplicates, framing errors (always 0). With an
+//          address word, which is ignored, and a size only the first size bytes.
 //
 // A logical address is a level mask, 06 or 0E, file number, element and, with 0E,
 // sub-element; it fits a file of any type.
@@ -36,7 +40,7 @@
 //   STS     cause
 //   10      unknown command or function; a request with bytes missing or left
 //           over, among them a write whose size is not that of its data; another
-//           level mask; an echo that is too long
+//           level mask; an echo that is too long; more than all counters
 //   50      no such file, no such element, or the type has no such sub-element
 //   F0 01   size 0, or not whole words (of F: not whole values, so that 0F 26
 //           can't change one); a range that goes beyond its total transaction
@@ -52,6 +56,7 @@
 #pragma once
 
 #include "simulator/datatables.h"
+#include "simulator/linkcounters.h"
 
 #include <QByteArray>
 #include <optional>
@@ -78,9 +83,11 @@ public:
     /// whole header, and to what is a reply itself.
     QByteArray execute(const QByteArray& request);
 
+    /// What 06 01 tells from now on; all 0 at first.
+    void setLinkCounters(const LinkCounters& counters) { m_linkCounters = counters; }
+
 private:
     Outcome dispatch(quint8 command, const QByteArray& body);
-    Outcome echo(RequestFields& fields);
     Outcome readElements(RequestFields& fields);
     Outcome readSubElements(RequestFields& fields);
     Outcome readTyped(const std::optional<Area>& area, const RequestFields& fields) const;
@@ -94,6 +101,9 @@ private:
     Outcome readModifyWrite(RequestFields& fields);
     Address advanced(const Address& address, int words) const;
 
+    Outcome echo(RequestFields& fields);
+    Outcome readCounters(RequestFields& fields);
+
     Outcome read(const Area& area) const;
     Outcome write(const Area& area, const QByteArray& data);
     std::optional<Outcome> refusalOf(const Area& area) const;
@@ -101,6 +111,7 @@ private:
 
     DataTables m_tables;
     int m_dataBytesPerMessage;
+    LinkCounters m_linkCounters;
 };
 
 }

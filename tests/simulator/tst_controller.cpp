@@ -107,8 +107,8 @@ void TestController::replies_data()
     row("two fields: no such element", "A1 02 03 85 40", "50", "");
     row("range: no size", "01 0000 0100 06 07 00", "10", "");
     row("range: a byte left over", "01 0000 0100 06 07 00 02 00", "10", "");
-    row("range: file level alone", "01 0000 0100 02 07 02", "10", "");
-    row("range: a fourth level", "01 0000 0100 1E 07 00 00 00 02", "10", "");
+    row("range: file level alone", "01 0000 0100 02 07 00 02", "10", "");
+    row("range: a fourth level", "01 0000 0100 1E 07 00 02", "10", "");
     row("range: beyond its total", "01 0100 0200 06 07 00 04", "F0", "01");
     row("range: odd size", "01 0000 0300 06 07 00 07", "F0", "01");
     row("range: no such file", "01 0000 0100 06 09 00 02", "50", "");
@@ -141,7 +141,14 @@ void TestController::replies_data()
         << hex("07050F00FFEE A202078900 00") << hex("05074F00FFEE 2A00");
     QTest::newRow("echo") << hex("010006000500 00 414210") << hex("000146000500 414210");
     QTest::newRow("echo of nothing") << hex("010006000500 00") << hex("000146000500");
-    QTest::newRow("another diagnostic") << hex("010006000500 03") << hex("000146100500");
+    QTest::newRow("counters") << hex(
+        "010006000500 01") << hex("000146000500 0201 0200 0300 0400 0500 0600 0700 0800 0900 0000");
+    QTest::newRow("counters, in part")
+        << hex("010006000500 01 0000 05") << hex("000146000500 0201 0200 03");
+    QTest::newRow("counters, more than all")
+        << hex("010006000500 01 0000 15") << hex("000146100500");
+    QTest::newRow("counters, without size") << hex("010006000500 01 0000") << hex("000146100500");
+    QTest::newRow("another diagnostic") << hex("010006000500 0B") << hex("000146100500");
     QTest::newRow("typed read's function elsewhere")
         << hex("010006000500 A202078900 00") << hex("000146100500");
     QTest::newRow("unknown command") << hex("090001000100 11 0002") << hex("000941100100");
@@ -154,7 +161,9 @@ void TestController::replies()
 {
     QFETCH(QByteArray, request);
     QFETCH(QByteArray, reply);
-    QCOMPARE(Controller(knownTables()).execute(request).toHex(' '), reply.toHex(' '));
+    Controller controller(knownTables());
+    controller.setLinkCounters({0x0102, 2, 3, 4, 5, 6, 7, 8, 9});
+    QCOMPARE(controller.execute(request).toHex(' '), reply.toHex(' '));
 }
 
 void TestController::writes_data()
