@@ -27,6 +27,11 @@
 //          received, undelivered, ENQs sent, NAKs received, ENQs received, bad
 //          messages, no memory, duplicates, framing errors (always 0). With an
 //          address word, which is ignored, and a size only the first size bytes.
+//   06 03  diagnostic status, 24 bytes; of its bytes, counted from 1: 2 EE, 3 34,
+//          5 firmware and, from bit 5 on, series (A is 0), 6 to 16 catalogue
+//          number in ASCII, 17 and 18 the major error S2:6 while S2:1 bit 13 says
+//          that there is one, 19 and 20 the mode word S2:1, 21 and 22 program ID,
+//          23 RAM in KB. The others are 0.
 //
 // A logical address is a level mask, 06 or 0E, file number, element and, with 0E,
 // sub-element; it fits a file of any type.
@@ -57,6 +62,7 @@
 
 #include "simulator/datatables.h"
 #include "simulator/linkcounters.h"
+#include "simulator/models.h"
 
 #include <QByteArray>
 #include <optional>
@@ -72,9 +78,9 @@ class RequestFields;
 class Controller
 {
 public:
-    /// @p dataBytesPerMessage: the most a read or write may carry; 206 is what the 1100,
-    /// 1200 and 1500 carry, 82 the 1000.
-    explicit Controller(DataTables tables, int dataBytesPerMessage = 206);
+    /// @p model gives the limit of a message and what 06 03 tells; the files are
+    /// those of @p tables, whatever the model's are.
+    explicit Controller(DataTables tables, const Model& model = defaultModel());
 
     DataTables& tables() { return m_tables; }
     const DataTables& tables() const { return m_tables; }
@@ -103,6 +109,8 @@ private:
 
     Outcome echo(RequestFields& fields);
     Outcome readCounters(RequestFields& fields);
+    Outcome readStatus(RequestFields& fields);
+    quint16 statusWord(int element) const;
 
     Outcome read(const Area& area) const;
     Outcome write(const Area& area, const QByteArray& data);
@@ -110,7 +118,7 @@ private:
     std::optional<Outcome> writeRefusalOf(const Area& area) const;
 
     DataTables m_tables;
-    int m_dataBytesPerMessage;
+    Model m_model;
     LinkCounters m_linkCounters;
 };
 

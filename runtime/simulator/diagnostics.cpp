@@ -41,4 +41,34 @@ Outcome Controller::readCounters(RequestFields& fields)
     return Outcome::success(counters.left(*size));
 }
 
+Outcome Controller::readStatus(RequestFields& fields)
+{
+    constexpr char typeExtender = '\xEE';
+    constexpr char interfaceDf1 = 0x34;
+    constexpr int nameSize = 11;
+    constexpr int majorErrorHalted = 1 << 13;
+    if (!fields.atEnd())
+        return Outcome::refusal(status::Illegal);
+
+    const quint16 mode = statusWord(1);
+    QByteArray bytes(1, '\0');
+    bytes.append(typeExtender);
+    bytes.append(interfaceDf1);
+    bytes.append('\0');
+    bytes.append(static_cast<char>((m_model.series - 'A') << 5 | m_model.firmware));
+    bytes.append(m_model.catalogueNumber.leftJustified(nameSize, ' ', true));
+    appendWord(bytes, (mode & majorErrorHalted) != 0 ? statusWord(6) : 0);
+    appendWord(bytes, mode);
+    appendWord(bytes, m_model.programId);
+    bytes.append(static_cast<char>(m_model.ramKilobytes));
+    bytes.append('\0');
+    return Outcome::success(bytes);
+}
+
+quint16 Controller::statusWord(int element) const
+{
+    const DataFile* file = m_tables.file(2);
+    return file ? file->word(element).value_or(0) : 0;
+}
+
 }
