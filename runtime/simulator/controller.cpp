@@ -9,14 +9,13 @@ namespace simulator {
 namespace {
 
 constexpr int headerSize = 6;
-constexpr int echoLimit = 243;
 constexpr quint8 replyFlag = 0x40;
 
 }
 
-Controller::Controller(DataTables tables, int dataBytesPerMessage)
+Controller::Controller(DataTables tables, const Model& model)
     : m_tables(std::move(tables))
-    , m_dataBytesPerMessage(dataBytesPerMessage)
+    , m_model(model)
 {}
 
 QByteArray Controller::execute(const QByteArray& request)
@@ -47,7 +46,8 @@ Outcome Controller::dispatch(quint8 command, const QByteArray& body)
         Outcome (Controller::*execute)(RequestFields&);
     };
     static constexpr Entry entries[] = {
-        {0x06, 0x00, &Controller::echo},          {0x0F, 0x00, &Controller::writeWordRange},
+        {0x06, 0x00, &Controller::echo},          {0x06, 0x01, &Controller::readCounters},
+        {0x06, 0x03, &Controller::readStatus},    {0x0F, 0x00, &Controller::writeWordRange},
         {0x0F, 0x01, &Controller::readWordRange}, {0x0F, 0x26, &Controller::readModifyWrite},
         {0x0F, 0xA1, &Controller::readElements},  {0x0F, 0xA2, &Controller::readSubElements},
         {0x0F, 0xA9, &Controller::writeElements}, {0x0F, 0xAA, &Controller::writeSubElements},
@@ -61,12 +61,6 @@ Outcome Controller::dispatch(quint8 command, const QByteArray& body)
             return (this->*entry.execute)(fields);
     }
     return Outcome::refusal(status::Illegal);
-}
-
-Outcome Controller::echo(RequestFields& fields)
-{
-    const QByteArray data = fields.rest();
-    return data.size() <= echoLimit ? Outcome::success(data) : Outcome::refusal(status::Illegal);
 }
 
 Outcome Controller::read(const Area& area) const
@@ -99,7 +93,7 @@ std::optional<Outcome> Controller::writeRefusalOf(const Area& area) const
 std::optional<Outcome> Controller::refusalOf(const Area& area) const
 {
     const auto& [fileNumber, typeCode, element, subElement] = area.address;
-    if (area.size > m_dataBytesPerMessage)
+    if (area.size > m_model.dataBytesPerMessage)
         return Outcome::extendedRefusal(extended::TooLarge);
     if (area.size == 0)
         return Outcome::extendedRefusal(extended::IllegalField);

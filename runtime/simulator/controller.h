@@ -23,6 +23,15 @@
 //   0F 26  read-modify-write: groups of logical address, AND mask and OR mask,
 //          worked off in their order; each changes one word.
 //   06 00  echo of up to 243 bytes.
+//   06 01  diagnostic counters: ten 16-bit words, low byte first: messages sent,
+//          received, undelivered, ENQs sent, NAKs received, ENQs received, bad
+//          messages, no memory, duplicates, framing errors (always 0). With an
+//          address word, which is ignored, and a size only the first size bytes.
+//   06 03  diagnostic status, 24 bytes; of its bytes, counted from 1: 2 EE, 3 34,
+//          5 firmware and, from bit 5 on, series (A is 0), 6 to 16 catalogue
+//          number in ASCII, 17 and 18 the major error S2:6 while S2:1 bit 13 says
+//          that there is one, 19 and 20 the mode word S2:1, 21 and 22 program ID,
+//          23 RAM in KB. The others are 0.
 //
 // A logical address is a level mask, 06 or 0E, file number, element and, with 0E,
 // sub-element; it fits a file of any type.
@@ -36,7 +45,7 @@
 //   STS     cause
 //   10      unknown command or function; a request with bytes missing or left
 //           over, among them a write whose size is not that of its data; another
-//           level mask; an echo that is too long
+//           level mask; an echo that is too long; more than all counters
 //   50      no such file, no such element, or the type has no such sub-element
 //   F0 01   size 0, or not whole words (of F: not whole values, so that 0F 26
 //           can't change one); a range that goes beyond its total transaction
@@ -52,6 +61,8 @@
 #pragma once
 
 #include "simulator/datatables.h"
+#include "simulator/linkcounters.h"
+#include "simulator/models.h"
 
 #include <QByteArray>
 #include <optional>
@@ -67,9 +78,9 @@ class RequestFields;
 class Controller
 {
 public:
-    /// @p dataBytesPerMessage: the most a read or write may carry; 206 is what the 1100,
-    /// 1200 and 1500 carry, 82 the 1000.
-    explicit Controller(DataTables tables, int dataBytesPerMessage = 206);
+    /// @p model gives the limit of a message and what 06 03 tells; the files are
+    /// those of @p tables, whatever the model's are.
+    explicit Controller(DataTables tables, const Model& model = defaultModel());
 
     DataTables& tables() { return m_tables; }
     const DataTables& tables() const { return m_tables; }
@@ -78,9 +89,11 @@ public:
     /// whole header, and to what is a reply itself.
     QByteArray execute(const QByteArray& request);
 
+    /// What 06 01 tells from now on; all 0 at first.
+    void setLinkCounters(const LinkCounters& counters) { m_linkCounters = counters; }
+
 private:
     Outcome dispatch(quint8 command, const QByteArray& body);
-    Outcome echo(RequestFields& fields);
     Outcome readElements(RequestFields& fields);
     Outcome readSubElements(RequestFields& fields);
     Outcome readTyped(const std::optional<Area>& area, const RequestFields& fields) const;
@@ -94,13 +107,19 @@ private:
     Outcome readModifyWrite(RequestFields& fields);
     Address advanced(const Address& address, int words) const;
 
+    Outcome echo(RequestFields& fields);
+    Outcome readCounters(RequestFields& fields);
+    Outcome readStatus(RequestFields& fields);
+    quint16 statusWord(int element) const;
+
     Outcome read(const Area& area) const;
     Outcome write(const Area& area, const QByteArray& data);
     std::optional<Outcome> refusalOf(const Area& area) const;
     std::optional<Outcome> writeRefusalOf(const Area& area) const;
 
     DataTables m_tables;
-    int m_dataBytesPerMessage;
+    Model m_model;
+    LinkCounters m_linkCounters;
 };
 
 }

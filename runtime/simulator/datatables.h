@@ -103,11 +103,4 @@ private:
     std::map<int, DataFile> m_files;
 };
 
-/// The predefined files of a MicroLogix 1100, O0 to F8, as if a small program had
-/// been running: timers and counters agree with their status bits, floats come in
-/// steps of 0.1, integers are small and some of them negative. N7:2, N7:3 and B3:2
-/// always hold bytes of 0x10, which the wire doubles. The image depends on the
-/// seed alone, on every platform.
-DataTables seededTables(quint32 seed);
-
 }

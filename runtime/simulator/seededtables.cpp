@@ -1,4 +1,4 @@
-#include "simulator/datatables.h"
+#include "simulator/models.h"
 
 #include <random>
 
@@ -16,23 +16,35 @@ constexpr quint16 bitDN = 1 << 13; // done
 class Filler
 {
 public:
-    explicit Filler(quint32 seed)
+    Filler(quint32 seed, int processor)
         : m_random(seed)
+        , m_processor(processor)
     {}
 
-    void fill(DataTables& tables)
+    void fill(DataFile& file)
     {
-        patterns(tables.add(0, FileType::Output, 32), 0x003F);
-        patterns(tables.add(1, FileType::Input, 32), 0x03FF);
-        status(tables.add(2, FileType::Status, 66));
-        DataFile& bits = tables.add(3, FileType::Bit, 64);
-        patterns(bits, 0xFFFF);
-        bits.setWord(2, 0, 0x1010);
-        timers(tables.add(4, FileType::Timer, 40));
-        counters(tables.add(5, FileType::Counter, 40));
-        controls(tables.add(6, FileType::Control, 40));
-        integers(tables.add(7, FileType::Integer, 256));
-        reals(tables.add(8, FileType::Float, 64));
+        switch (file.type()) {
+        case FileType::Output:
+            return patterns(file, 0x003F);
+        case FileType::Input:
+            return patterns(file, 0x03FF);
+        case FileType::Status:
+            return status(file);
+        case FileType::Bit:
+            patterns(file, 0xFFFF);
+            file.setWord(2, 0, 0x1010);
+            return;
+        case FileType::Timer:
+            return timers(file);
+        case FileType::Counter:
+            return counters(file);
+        case FileType::Control:
+            return controls(file);
+        case FileType::Integer:
+            return integers(file);
+        case FileType::Float:
+            return reals(file);
+        }
     }
 
 private:
@@ -51,7 +63,7 @@ private:
     }
 
     // Mode, scan time, clock and firmware stand where the MicroLogix status file
-    // has them; the other words are small counts.
+    // has them, as far as the file is that long; the other words are small counts.
     void status(DataFile& file)
     {
         for (int element = 0; element < file.elements(); ++element)
@@ -66,7 +78,7 @@ private:
             {41, between(0, 59)},      // minutes
             {42, between(0, 59)},      // seconds
             {59, between(1, 16)},      // firmware release
-            {60, 1100},                // processor
+            {60, m_processor},         // processor
         };
         for (const auto& [element, value] : fixed)
             file.setWord(element, 0, static_cast<quint16>(value));
@@ -137,14 +149,17 @@ private:
     }
 
     std::mt19937 m_random;
+    int m_processor;
 };
 
 }
 
-DataTables seededTables(quint32 seed)
+DataTables seededTables(quint32 seed, const Model& model)
 {
     DataTables tables;
-    Filler(seed).fill(tables);
+    Filler filler(seed, model.name.toInt());
+    for (const auto& [number, type, elements] : model.files)
+        filler.fill(tables.add(number, type, elements));
     return tables;
 }
 

@@ -146,8 +146,9 @@ bool PtyServer::start(QString* error)
     }
     try {
         m_thread = std::thread([this] {
-            Station station(m_settings,
-                            [this](const QByteArray& request) { return execute(request); });
+            Station station(m_settings, [this, &station](const QByteArray& request) {
+                return execute(request, station.counters());
+            });
             Session(m_master, m_wake, station).run();
         });
     } catch (const std::system_error& refused) {
@@ -170,9 +171,10 @@ void PtyServer::change(const std::function<void(DataTables&)>& apply)
     apply(m_controller.tables());
 }
 
-QByteArray PtyServer::execute(const QByteArray& request)
+QByteArray PtyServer::execute(const QByteArray& request, const LinkCounters& counters)
 {
     const std::lock_guard<std::mutex> lock(m_controllerMutex);
+    m_controller.setLinkCounters(counters);
     return m_controller.execute(request);
 }
 

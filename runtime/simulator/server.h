@@ -50,7 +50,7 @@ private:
     bool openPort(QString* error);
     void closePort();
 
-    QByteArray execute(const QByteArray& request);
+    QByteArray execute(const QByteArray& request, const LinkCounters& counters);
 
     mutable std::mutex m_controllerMutex;
     Controller m_controller; // guarded by its mutex

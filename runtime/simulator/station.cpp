@@ -35,10 +35,11 @@ QByteArray Station::elapse(qint64 now)
     if (!m_ackDeadline || now < *m_ackDeadline)
         return {};
     if (m_enqsLeft-- > 0) {
+        ++m_counters.enqsSent;
         m_toSend += controlPair(symbol::ENQ);
         m_ackDeadline = now + m_settings.ackTimeoutMs;
     } else {
-        endFirst(now);
+        dropFirst(now);
     }
     return std::exchange(m_toSend, {});
 }
@@ -53,15 +54,18 @@ void Station::handle(FrameDecoder::Event event, qint64 now)
         acceptMessage(now);
         return;
     case Event::Damaged:
+        ++m_counters.badMessages;
         answer(symbol::NAK);
         return;
     case Event::Ack:
         endFirst(now);
         return;
     case Event::Nak:
+        ++m_counters.naksReceived;
         sendAgain(now);
         return;
     case Event::Enq:
+        ++m_counters.enqsReceived;
         m_toSend += m_lastAnswer;
         return;
     case Event::Noise:
@@ -74,18 +78,22 @@ void Station::acceptMessage(qint64 now)
 {
     const QByteArray message = m_decoder.message();
     if (message.size() < shortestMessage) {
+        ++m_counters.badMessages;
         answer(symbol::NAK);
         return;
     }
     const QByteArray identity = identityOf(message);
     if (identity == m_lastIdentity) {
+        ++m_counters.duplicates;
         answer(symbol::ACK);
         return;
     }
     if (m_replies.size() >= mostReplies) {
+        ++m_counters.noMemory;
         answer(symbol::NAK);
         return;
     }
+    ++m_counters.received;
     m_lastIdentity = identity;
     answer(symbol::ACK);
     if (static_cast<quint8>(message.at(0)) != m_settings.station)
@@ -112,6 +120,7 @@ void Station::sendFirst(qint64 now)
 {
     m_naksLeft = m_settings.nakRetries;
     m_enqsLeft = m_settings.enqRetries;
+    ++m_counters.sent;
     m_toSend += m_replies.front();
     m_ackDeadline = now + m_settings.ackTimeoutMs;
 }
@@ -121,11 +130,17 @@ void Station::sendAgain(qint64 now)
     if (m_replies.empty())
         return;
     if (m_naksLeft-- <= 0) {
-        endFirst(now);
+        dropFirst(now);
         return;
     }
     m_toSend += m_replies.front();
     m_ackDeadline = now + m_settings.ackTimeoutMs;
+}
+
+void Station::dropFirst(qint64 now)
+{
+    ++m_counters.undelivered;
+    endFirst(now);
 }
 
 void Station::endFirst(qint64 now)

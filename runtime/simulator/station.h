@@ -5,6 +5,7 @@
 #pragma once
 
 #include "simulator/framecodec.h"
+#include "simulator/linkcounters.h"
 
 #include <QByteArray>
 #include <QtGlobal>
@@ -62,6 +63,8 @@ public:
     /// Does what is due at @p now and returns what is to be sent.
     QByteArray elapse(qint64 now);
 
+    const LinkCounters& counters() const { return m_counters; }
+
 private:
     void handle(FrameDecoder::Event event, qint64 now);
     void acceptMessage(qint64 now);
@@ -70,12 +73,14 @@ private:
     void queueReply(const QByteArray& reply, qint64 now);
     void sendFirst(qint64 now);
     void sendAgain(qint64 now);
+    void dropFirst(qint64 now);
     void endFirst(qint64 now);
 
     StationSettings m_settings;
     Handler m_handler;
     FrameDecoder m_decoder;
     QByteArray m_toSend;
+    LinkCounters m_counters;
 
     QByteArray m_lastAnswer;
     QByteArray m_lastIdentity;

@@ -54,6 +54,9 @@ private slots:
     void writes();
     void limits_data();
     void limits();
+    void models_data();
+    void models();
+    void unknownModel();
     void cutRequests();
     void arbitraryRequests();
     void filesKeepTheirBounds();
@@ -107,8 +110,8 @@ void TestController::replies_data()
     row("two fields: no such element", "A1 02 03 85 40", "50", "");
     row("range: no size", "01 0000 0100 06 07 00", "10", "");
     row("range: a byte left over", "01 0000 0100 06 07 00 02 00", "10", "");
-    row("range: file level alone", "01 0000 0100 02 07 02", "10", "");
-    row("range: a fourth level", "01 0000 0100 1E 07 00 00 00 02", "10", "");
+    row("range: file level alone", "01 0000 0100 02 07 00 02", "10", "");
+    row("range: a fourth level", "01 0000 0100 1E 07 00 02", "10", "");
     row("range: beyond its total", "01 0100 0200 06 07 00 04", "F0", "01");
     row("range: odd size", "01 0000 0300 06 07 00 07", "F0", "01");
     row("range: no such file", "01 0000 0100 06 09 00 02", "50", "");
@@ -141,7 +144,14 @@ void TestController::replies_data()
         << hex("07050F00FFEE A202078900 00") << hex("05074F00FFEE 2A00");
     QTest::newRow("echo") << hex("010006000500 00 414210") << hex("000146000500 414210");
     QTest::newRow("echo of nothing") << hex("010006000500 00") << hex("000146000500");
-    QTest::newRow("another diagnostic") << hex("010006000500 03") << hex("000146100500");
+    QTest::newRow("counters") << hex(
+        "010006000500 01") << hex("000146000500 0201 0200 0300 0400 0500 0600 0700 0800 0900 0000");
+    QTest::newRow("counters, in part")
+        << hex("010006000500 01 0000 05") << hex("000146000500 0201 0200 03");
+    QTest::newRow("counters, more than all")
+        << hex("010006000500 01 0000 15") << hex("000146100500");
+    QTest::newRow("counters, without size") << hex("010006000500 01 0000") << hex("000146100500");
+    QTest::newRow("another diagnostic") << hex("010006000500 0B") << hex("000146100500");
     QTest::newRow("typed read's function elsewhere")
         << hex("010006000500 A202078900 00") << hex("000146100500");
     QTest::newRow("unknown command") << hex("090001000100 11 0002") << hex("000941100100");
@@ -154,7 +164,9 @@ void TestController::replies()
 {
     QFETCH(QByteArray, request);
     QFETCH(QByteArray, reply);
-    QCOMPARE(Controller(knownTables()).execute(request).toHex(' '), reply.toHex(' '));
+    Controller controller(knownTables());
+    controller.setLinkCounters({0x0102, 2, 3, 4, 5, 6, 7, 8, 9});
+    QCOMPARE(controller.execute(request).toHex(' '), reply.toHex(' '));
 }
 
 void TestController::writes_data()
@@ -275,23 +287,26 @@ void TestController::writes()
 
 void TestController::limits_data()
 {
-    QTest::addColumn<int>("limit");
+    QTest::addColumn<QString>("model");
     QTest::addColumn<int>("size");
     QTest::addColumn<bool>("granted");
-    QTest::newRow("1100, largest") << 206 << 206 << true;
-    QTest::newRow("1100, too large") << 206 << 208 << false;
-    QTest::newRow("1000, largest") << 82 << 82 << true;
-    QTest::newRow("1000, too large") << 82 << 84 << false;
+    QTest::newRow("1000, largest") << "1000" << 82 << true;
+    QTest::newRow("1000, too large") << "1000" << 84 << false;
+    for (const char* const model : {"1100", "1200", "1400", "1500"}) {
+        QTest::addRow("%s, largest", model) << model << 206 << true;
+        QTest::addRow("%s, too large", model) << model << 208 << false;
+    }
 }
 
-// Catches: a limit that is off by one or not taken from the setting; echo limits.
+// Catches: a limit that is off by one or not the model's; echo limits.
 void TestController::limits()
 {
-    QFETCH(int, limit);
+    QFETCH(QString, model);
     QFETCH(int, size);
     QFETCH(bool, granted);
 
-    Controller controller(knownTables(), limit);
+    QString error;
+    Controller controller(knownTables(), *modelOf(model, &error));
     QByteArray request = hex("01000F003412A200078900 00");
     request[7] = static_cast<char>(size);
     const QByteArray reply = controller.execute(request);
@@ -305,6 +320,67 @@ void TestController::limits()
     const QByteArray echo = hex("010006000500 00");
     QCOMPARE(controller.execute(echo + QByteArray(243, 'x')).mid(6), QByteArray(243, 'x'));
     QCOMPARE(controller.execute(echo + QByteArray(244, 'x')), hex("000146100500"));
+}
+
+void TestController::models_data()
+{
+    QTest::addColumn<QString>("files"); // elements of file 0, 1 and so on
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("series"); // and firmware
+    QTest::addColumn<QByteArray>("ram");
+    const char* const predefined = "32 32 66 64 40 40 40 256 64";
+    QTest::newRow("1000") << "1 2 33 32 40 32 16 105" << QByteArray("1761-L32BWA") << hex("81")
+                          << hex("01");
+    QTest::newRow("1100") << predefined << QByteArray("1763-L16BWA") << hex("30") << hex("08");
+    QTest::newRow("1200") << predefined << QByteArray("1762-L24BWA") << hex("4D") << hex("06");
+    QTest::newRow("1400") << predefined << QByteArray("1766-L32BWA") << hex("35") << hex("14");
+    QTest::newRow("1500") << predefined << QByteArray("1764-LRP   ") << hex("4D") << hex("0E");
+}
+
+// Catches: a file that a model does not have or is too short, and a diagnostic status
+// that is another model's, has its bytes out of place or does not follow S2.
+void TestController::models()
+{
+    QFETCH(QString, files);
+    QFETCH(QByteArray, name);
+    QFETCH(QByteArray, series);
+    QFETCH(QByteArray, ram);
+    QString error;
+    const Model& model = *modelOf(QTest::currentDataTag(), &error);
+    Controller controller(seededTables(3, model), model);
+
+    QStringList lengths;
+    for (const auto& [number, file] : controller.tables().files())
+        lengths << QString::number(file.elements());
+    QCOMPARE(lengths.join(' '), files);
+    QCOMPARE(controller.execute(hex("01000F003412 A2 04 07 89 02 00")).toHex(),
+             QByteArray("00014f00341210001010"));
+
+    const auto status = [&controller] { return controller.execute(hex("010006003412 03")).mid(6); };
+    const auto expected = [&](const char* errorAndMode) {
+        return (hex("00EE3400") + series + name + hex(errorAndMode) + hex("0100") + ram + '\0')
+            .toHex(' ');
+    };
+    QCOMPARE(status().toHex(' '), expected("0000 0600"));
+    controller.tables().file(2)->setWord(1, 0, 0x2066);
+    controller.tables().file(2)->setWord(6, 0, 0x0120);
+    setProcessorMode(controller.tables(), ProcessorMode::RemoteProgram);
+    QCOMPARE(status().toHex(' '), expected("2001 6120"));
+    QCOMPARE(controller.execute(hex("010006003412 03 00")).mid(3, 1).toHex(), QByteArray("10"));
+}
+
+// Catches: a controller without status file that crashes, and an error that helps nobody.
+void TestController::unknownModel()
+{
+    QString error;
+    QVERIFY(!modelOf("1300", &error));
+    QCOMPARE(error,
+             QString("unknown model \"1300\"; known models are 1000, 1100, 1200, 1400, 1500"));
+
+    DataTables none;
+    setProcessorMode(none, ProcessorMode::Run);
+    const QByteArray status = Controller(none).execute(hex("010006003412 03"));
+    QCOMPARE(status.mid(22, 4).toHex(), QByteArray("00000000"));
 }
 
 // Catches: a field read past the request's end, and a write that is run though cut.
@@ -381,7 +457,8 @@ void TestController::filesKeepTheirBounds()
     QCOMPARE(tables.file(8)->real(63).value_or(0), -1.5F);
 }
 
-// Catches: an image that depends on anything but the seed, or not on the seed.
+// Catches: an image that depends on anything but the seed, or not on the seed, or is no
+// longer the one that other tests count on.
 void TestController::seedsMakeImages()
 {
     QVERIFY(seededTables(7) == seededTables(7));

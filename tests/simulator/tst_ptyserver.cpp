@@ -104,7 +104,8 @@ private slots:
     void saysWhyItCannotStart();
 };
 
-// Catches: a port that is not raw, or dies, or burns the processor when its client goes.
+// Catches: a port that is not raw, or dies, or burns the processor when its client
+// goes, and counters that don't reach the controller.
 void TestPtyServer::servesOneClientAfterTheOther()
 {
     PtyServer server(controllerWith(42));
@@ -122,6 +123,9 @@ void TestPtyServer::servesOneClientAfterTheOther()
     Client client(server);
     QCOMPARE(client.ask(hex(READ35), 16).toHex(),
              hex(ACK).toHex() + "100200014f0035122a00100397bd");
+    QVERIFY(client.send(hex(ACK)));
+    QCOMPARE(client.ask(frameOf(hex("010006003612 01 0000 04")), 18).mid(2),
+             frameOf(hex("000146003612 0200 0300")));
 }
 
 // Catches: state that two servers share.

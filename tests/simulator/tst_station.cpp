@@ -28,11 +28,12 @@ const std::pair<const char*, const char*> names[] = {
     {"NAK", "10 15"},
 };
 
-// One conversation with a station, told in four words, steps apart by ';':
+// One conversation with a station, told in five words, steps apart by ';':
 //   host X...     the host sends names or hex bytes
 //   expect X...   all that the station has sent since the last expect
 //   advance MS    time passes
 //   quiet         the station has sent nothing
+//   counted N...  its counters, in their order, without zeros at the end
 class Line
 {
 public:
@@ -52,6 +53,10 @@ public:
                 host(bytesOf(operands));
             else if (verb == "advance")
                 advance(operands.first().toInt());
+            else if (verb == "counted" && operands.join(' ') == counted())
+                continue;
+            else if (verb == "counted")
+                return step.simplified() + ": " + counted();
             else if ((verb != "expect" && verb != "quiet") || bytesOf(operands) != m_sent)
                 return step.simplified() + ": " + m_sent.toHex(' ');
             else
@@ -76,6 +81,19 @@ private:
         for (const auto& [name, bytes] : names)
             text.replace(name, bytes);
         return QByteArray::fromHex(text.toLatin1());
+    }
+
+    QString counted() const
+    {
+        const LinkCounters& link = m_station.counters();
+        QStringList counts;
+        for (const int count :
+             {link.sent, link.received, link.undelivered, link.enqsSent, link.naksReceived,
+              link.enqsReceived, link.badMessages, link.noMemory, link.duplicates})
+            counts << QString::number(count);
+        while (!counts.isEmpty() && counts.last() == "0")
+            counts.removeLast();
+        return counts.join(' ');
     }
 
     QByteArray execute(const QByteArray& request)
@@ -228,10 +246,26 @@ void TestStation::conversations_data()
     row("no room", "host READ34 READ35 READ36 READ37; expect ACK ANSWER34,1 ACK ACK ACK;"
                    "host READ38; expect NAK; host ENQ; expect NAK; host ACK; expect ANSWER35,2;"
                    "host READ38; expect ACK; host ACK; expect ANSWER36,3");
+
+    row("counts a smooth talk", "counted; host READ34 ACK READ35 ACK; counted 2 2; host ACK 41;"
+                                "advance 9000; counted 2 2");
+    row("counts damage", "host 10 02 01 00 0F 00 34 10 03 54 04 10 02 10 41 10 02 ENQ;"
+                         "counted 0 0 0 0 0 0 3");
+    row("counts stations and duplicates", "host 10 02 02 00 0F 00 34 12 A2 02 07 89 00 00 10 03 8C"
+                                          " F7; counted 0 1; host READ35 READ35 READ35;"
+                                          "counted 1 2 0 0 0 0 0 0 2");
+    row("counts NAKs and what they drop",
+        "host NAK READ34 NAK NAK NAK; counted 1 1 0 0 4; host NAK; counted 1 1 1 0 5");
+    row("counts ENQs and what they drop", "host ENQ ENQ READ34; advance 3000; counted 1 1 0 3 0 2;"
+                                          "advance 1000; counted 1 1 1 3 0 2");
+    row("counts what finds no room", "host READ34 READ35 READ36 READ37 READ38 READ38;"
+                                     "counted 1 4 0 0 0 0 0 2; host ACK ACK ACK ACK;"
+                                     "counted 4 4 0 0 0 0 0 2");
 }
 
 // Catches: wrong coverage of a check, a wrong answer or retry count, a request run
-// twice, and state lost where the arriving bytes are cut.
+// twice, a counter that stands still or counts something else, and state lost where the arriving
+// bytes are cut.
 void TestStation::conversations()
 {
     QFETCH(int, station);
