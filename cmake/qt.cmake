@@ -1,5 +1,5 @@
 # Finds the Qt that everything builds on and names its parts mlx_qt_core,
-# mlx_qt_network, mlx_qt_serialport and mlx_qt_test.
+# mlx_qt_network, mlx_qt_serialport, mlx_qt_sql and mlx_qt_test.
 
 set(MLX_QT "" CACHE STRING "Major version of Qt, 5 or 6; empty: the newest that is found")
 set_property(CACHE MLX_QT PROPERTY STRINGS "" 5 6)
@@ -13,7 +13,7 @@ else()
     message(FATAL_ERROR "MLX_QT is '${MLX_QT}'; give 5 or 6, or nothing for the newest found")
 endif()
 
-set(mlx_qt_components Core Network SerialPort)
+set(mlx_qt_components Core Network SerialPort Sql)
 if(BUILD_TESTING)
     list(APPEND mlx_qt_components Test)
 endif()

@@ -1,7 +1,7 @@
 # Sourced by ./run and ./test: installs what is missing, configures and builds.
 # Everything it says goes to standard error; standard output is the caller's.
 
-build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev"
+build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libqt5sql5-sqlite"
 
 say() {
     printf '%s\n' "$*" >&2

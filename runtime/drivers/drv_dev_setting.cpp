@@ -1,5 +1,7 @@
 #include "drivers/drv_dev_setting.h"
 
+#include <QIODevice>
+
 #include "drivers/qtcompat.h"
 
 namespace {
@@ -181,10 +183,13 @@ QList<QPair<QString, quint16>> readSocketList(QDataStream& stream)
     quint32 count = 0;
     stream >> count;
     for (quint32 i = 0; i < count; ++i) {
+        const qint64 available = stream.device()->bytesAvailable();
         QPair<QString, quint16> entry(QString(), 0);
         stream >> entry.first >> entry.second;
         entries.append(entry);
-        if (stream.atEnd())
+        // A device that fails, or a transaction that has, gives nothing and is
+        // never at its end; a damaged count would then fill the memory.
+        if (stream.atEnd() || stream.device()->bytesAvailable() == available)
             break;
     }
     return entries;

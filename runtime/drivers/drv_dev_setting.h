@@ -93,6 +93,7 @@ Q_DECL_EXPORT QDataStream& operator>>(QDataStream& stream, DriverSetting& settin
 /// order. extraText is not written.
 Q_DECL_EXPORT QDataStream& operator<<(QDataStream& stream, const DeviceSetting& setting);
 /// Reads what operator<< wrote. The entry count is not trusted: reading stops
-/// with the entries read so far where the stream ends. A current index that
-/// names no entry read is dropped, and the record keeps the one it had.
+/// with the entries read so far where the stream ends, or gives nothing more. A
+/// current index that names no entry read is dropped, and the record keeps the
+/// one it had. extraText keeps its value.
 Q_DECL_EXPORT QDataStream& operator>>(QDataStream& stream, DeviceSetting& setting);

@@ -3,5 +3,6 @@
 
 #include "drivers/tools/checksums.h"
 #include "drivers/tools/conversions.h"
+#include "drivers/tools/environment.h"
 #include "drivers/tools/packing.h"
 #include "drivers/tools/plcaddress.h"

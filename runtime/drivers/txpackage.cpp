@@ -5,6 +5,7 @@
 
 #include "drivers/tools/checksums.h"
 #include "drivers/tools/conversions.h"
+#include "drivers/tools/environment.h"
 
 namespace {
 
@@ -224,12 +225,7 @@ int TxPackage::calculateFCS(TxPackage* package, int n)
 
 QString TxPackage::toString()
 {
-    QString text = QLatin1String("(");
-    for (int i = 0; i < totalSize(); ++i) {
-        const unsigned int value = static_cast<unsigned char>(m_bytes.at(i));
-        text += QLatin1String("0X") + QString::number(value, 16) + QLatin1Char(' ');
-    }
-    return text + QLatin1String(") : ") + QString::fromLatin1(m_bytes.constData());
+    return dumpByteArray(m_bytes);
 }
 
 QList<int> EmptyPackageSizeList()

@@ -92,8 +92,7 @@ public:
     /// The FCS of @p package without its last @p n bytes: 0 when there are no
     /// more than that, all bytes for a negative @p n. @p package is not null.
     static int calculateFCS(TxPackage* package, int n);
-    /// One line for diagnostics: "(", each byte as 0X and lowercase digits with a
-    /// blank behind it, ") : ", and the bytes as Latin-1 up to the first zero.
+    /// The bytes as dumpByteArray (drivers/tools/environment.h) renders them.
     QString toString();
 
 private:

@@ -1,7 +1,15 @@
+#include <QBuffer>
 #include <QtTest>
 
+#include <fstream>
+#include <new>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "drivers/drv_dev_setting.h"
-#include "support/frames.h"
+#include "support/bytes.h"
+#include "support/messages.h"
 
 typedef QPair<QString, quint16> Entry;
 
@@ -50,20 +58,44 @@ QDataStream::Status readInto(Record& record, const QByteArray& bytes,
     return stream.status();
 }
 
-QStringList messages;
+/// A device whose reads fail once its bytes are used up, though it claims to have more.
+class FailingDevice : public QBuffer
+{
+public:
+    bool atEnd() const override { return false; }
+    qint64 bytesAvailable() const override { return QBuffer::bytesAvailable() + 1; }
+};
 
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
-void keepMessage(QtMsgType type, const char* text)
+/// Leaves this process 64 MiB of address space beyond what it has.
+bool limitMemory()
 {
-    messages << QString::number(type) + QLatin1Char(' ') + QString::fromLocal8Bit(text);
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (64U << 20);
+    const rlimit limit = {bytes, bytes};
+    return pages > 0 && setrlimit(RLIMIT_AS, &limit) == 0;
 }
-#else
-void keepMessage(QtMsgType type, const QMessageLogContext&, const QString& text)
+
+/// Number of entries read from @p device in a process of its own that has 64 MiB
+/// left; 255 when it ran out of memory or did not come to an end.
+int entriesReadInLittleMemory(QIODevice& device)
 {
-    messages << QString::number(type) + QLatin1Char(' ') + text;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        try {
+            alarm(10);
+            QDataStream stream(&device);
+            DeviceSetting read = defaultPort();
+            if (limitMemory())
+                stream >> read;
+            _exit(static_cast<int>(read.socketList.size()));
+        } catch (const std::bad_alloc&) {
+            _exit(255);
+        }
+    }
+    int status = 0;
+    return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : 255;
 }
-#define qInstallMsgHandler qInstallMessageHandler
-#endif
 
 }
 
@@ -79,6 +111,7 @@ private slots:
     void readsEntries_data();
     void readsEntries();
     void endsEarlyAtEveryOffset();
+    void countIsNotTrusted();
     void entriesAreReached();
     void dumpsOneLine();
 };
@@ -104,7 +137,8 @@ void TestSettings::driverSettingKeepsWhatItShould()
 // Catches: fields swapped, widened or streamed that should not be.
 void TestSettings::driverSettingOnTheStream()
 {
-    const DriverSetting setting(500, 3, 1, -2);
+    const int fields[] = {500, 3, 1, -2};
+    const DriverSetting setting(fields[0], fields[1], fields[2], fields[3]);
     const QByteArray big = hex("000001F4 00000003 00000001 FFFFFFFE");
     QCOMPARE(written(setting, QDataStream::BigEndian).toHex(), big.toHex());
     QCOMPARE(written(setting, QDataStream::LittleEndian).toHex(),
@@ -114,8 +148,9 @@ void TestSettings::driverSettingOnTheStream()
         DriverSetting read(9, 9, 9, 9, "", 0, "kept", true);
         const QDataStream::Status status = readInto(read, big.left(length));
         QCOMPARE(status, length < 16 ? QDataStream::ReadPastEnd : QDataStream::Ok);
-        QCOMPARE(read.timeout, length < 4 ? 0 : 500);
-        QCOMPARE(read.delay, length < 16 ? 0 : -2);
+        const int numbers[] = {read.timeout, read.retry, read.stationid, read.delay};
+        for (int i = 0; i < 4; ++i)
+            QCOMPARE(numbers[i], length < 4 * (i + 1) ? 0 : fields[i]);
         QVERIFY(read.extraText == "kept" && read.extraFlag);
     }
 }
@@ -134,6 +169,10 @@ void TestSettings::deviceSettingOnTheStream_data()
     QTest::newRow("null name, two entries, second current")
         << QString() << big << 2
         << hex(NUMBERS_AND_INDEX_1) + hex("00000002") + hex(ENTRY_A) + hex(ENTRY_B);
+    QTest::newRow("null name, two entries, low byte first")
+        << QString() << int(QDataStream::LittleEndian) << 2
+        << hex("10000000 FFFFFFFF 004B0000 08000000 00000000 00000000 00000000 FFFFFFFF 01000000"
+               "02000000 02000000 4100 F601 02000000 4200 F701");
     QTest::newRow("empty name")
         << "" << big << 0
         << hex(NUMBERS_AND_INDEX_1).replace(4, 4, hex("00000000")).replace(32, 4, hex("00000000"))
@@ -177,11 +216,12 @@ void TestSettings::readsEntries_data()
     QTest::newRow("cut inside an entry") << hex("00000002") + two.left(12) << 2 << pastEnd << 1;
     QTest::newRow("index names none") << hex("00000001") + two.left(8) << 1 << ok << 7;
     QTest::newRow("no count") << QByteArray() << 0 << pastEnd << 7;
+    QTest::newRow("text length odd")
+        << hex("00000001 00000003 01F6") << 1 << int(QDataStream::ReadCorruptData) << 7;
     QTest::newRow("text length damaged") << hex("7FFFFFFF 7FFFFFF0") + two << 1 << pastEnd << 7;
 }
 
-// Catches: memory reserved for a damaged count, entries lost at the end of the
-// stream, an index that names no entry.
+// Catches: entries lost at the end of the stream, an index that names no entry.
 void TestSettings::readsEntries()
 {
     QFETCH(QByteArray, list);
@@ -198,17 +238,51 @@ void TestSettings::readsEntries()
         QCOMPARE(read.socketList.first(), entries(1).first());
 }
 
-// Catches: a field that survives from before, or a status other than the stream's own.
+// Catches: a field that survives from before, an entry lost or made up, a status
+// other than the stream's own.
 void TestSettings::endsEarlyAtEveryOffset()
 {
-    const QByteArray bytes = hex(DEFAULT_PORT);
-    for (int length = 0; length < bytes.size(); ++length) {
-        DeviceSetting read(DEVICE_RS232, "old", 9, 9, 9, 9);
-        QCOMPARE(readInto(read, bytes.left(length)), QDataStream::ReadPastEnd);
+    const QByteArray bytes = hex("00000010 00000008 0043004F004D0032 00000001 00000002 00000003"
+                                 "00000004 00000005 00000006 00000001 00000002")
+                             + hex(ENTRY_A) + hex(ENTRY_B);
+    for (int length = 0; length <= bytes.size(); ++length) {
+        DeviceSetting read(device_type(9), "old", 9, 9, 9, 9, 9, "");
+        read.currentIPIndex = 7;
+        const bool behindEntry = length == 56 || length == 64;
+        QCOMPARE(readInto(read, bytes.left(length)),
+                 behindEntry ? QDataStream::Ok : QDataStream::ReadPastEnd);
+
+        QCOMPARE(int(read.type), length < 4 ? 0 : 16);
         QCOMPARE(read.string, length < 16 ? QString() : QString("COM2"));
-        QCOMPARE(read.baudrate, length < 20 ? 0 : 19200);
-        QCOMPARE(read.linkID, length < 40 ? 0 : -1);
-        QVERIFY(read.socketList.isEmpty());
+        const int numbers[] = {read.baudrate, read.databits,   read.stopbits,
+                               read.parity,   read.extraValue, read.linkID};
+        for (int i = 0; i < 6; ++i)
+            QCOMPARE(numbers[i], length < 20 + 4 * i ? 0 : i + 1);
+
+        // An entry that ends early counts; the one after it is not begun.
+        const int kept = length < 48 ? 0 : length <= 56 ? 1 : 2;
+        QCOMPARE(int(read.socketList.size()), kept);
+        QCOMPARE(read.currentIPIndex, kept == 2 ? 1 : 7);
+        QCOMPARE(read.socketIP(0), length < 54 ? QString() : QString("A"));
+        QCOMPARE(int(read.port(0)), length < 56 ? 0 : 502);
+        QCOMPARE(read.socketIP(1), length < 62 ? QString() : QString("B"));
+        QCOMPARE(int(read.port(1)), length < 64 ? 0 : 503);
+    }
+}
+
+// Catches: memory reserved for a count before the entries are there, and entries
+// made up for as long as the count says when the device fails.
+void TestSettings::countIsNotTrusted()
+{
+    const char* const counts[] = {"FFFFFFFF", "7FFFFFFF", "01000000"};
+    for (int i = 0; i < 3; ++i) {
+        QBuffer sound;
+        FailingDevice failing;
+        sound.setData(hex(NUMBERS_AND_INDEX_1) + hex(counts[i]) + hex(ENTRY_A) + hex(ENTRY_B));
+        failing.setData(sound.data());
+        QVERIFY(sound.open(QIODevice::ReadOnly) && failing.open(QIODevice::ReadOnly));
+        QCOMPARE(entriesReadInLittleMemory(sound), 2);
+        QCOMPARE(entriesReadInLittleMemory(failing), 3);
     }
 }
 
@@ -257,14 +331,12 @@ void TestSettings::dumpsOneLine()
     device.socketList = entries(2);
     device.setCurrentIPIndex(1);
 
-    messages.clear();
-    qInstallMsgHandler(keepMessage);
+    const KeptMessages messages;
     DriverSetting(500, 3, 1, 0).dump();
     defaultPort().dump();
     device.dump();
-    qInstallMsgHandler(0);
-    QCOMPARE(messages, QStringList()
-                           << "0 timeout: 500 retry: 3 stationid: 1 delay: 0 "
+    QCOMPARE(messages.list(),
+             QStringList() << "0 timeout: 500 retry: 3 stationid: 1 delay: 0 "
                            << "0 type: 16 string: \"COM2\" baudrate: 19200 databits: 8 stopbits: 0 "
                               "parity: 0 linkID: -1 current ip: \"\" current port: 0 "
                            << "0 type: 4294967295 string: \"C\"M\" baudrate: 19200 databits: 8 "
