@@ -4,7 +4,6 @@
 #include <QRandomGenerator>
 
 #include "drivers/drv_dev_setting.h"
-#include "host/driverloader.h"
 #include "host/link.h"
 #include "rehearsal.h"
 #include "simulator/server.h"
@@ -19,7 +18,7 @@ class LoadedDriver
 {
 public:
     explicit LoadedDriver(const std::string& plugin)
-        : m_loader(plugin.empty() ? host::defaultDriverPath() : QString::fromStdString(plugin))
+        : m_loader(pluginPath(plugin))
     {
         if (m_loader.driver() == nullptr)
             throw Failure(ExitCode::Usage, m_loader.error());
@@ -32,13 +31,27 @@ private:
     host::DriverLoader m_loader;
 };
 
+/// The station that the options name, themselves or by a project.
+std::optional<int> stationOf(const ConnectionOptions& options)
+{
+    if (options.hmiPort.empty())
+        return options.station;
+    const auto project = openProject(options.project);
+    QString error;
+    const std::optional<int> station =
+        project->stationAt(QString::fromStdString(options.hmiPort), &error);
+    if (!station)
+        throw Failure(ExitCode::Usage, project->fileName() + QStringLiteral(": ") + error);
+    return station;
+}
+
 host::PortSettings portSettings(const ConnectionOptions& options, DriverInterface& driver)
 {
     const std::unique_ptr<DriverSetting> defaults(driver.getDefaultDriverSetting());
     host::PortSettings settings;
     settings.timeoutMs = options.timeout.value_or(defaults->timeout);
     settings.retryCount = options.retry.value_or(defaults->retry);
-    settings.destination = options.station.value_or(defaults->stationid);
+    settings.destination = stationOf(options).value_or(defaults->stationid);
     settings.source = options.self;
     settings.delayMs = static_cast<unsigned int>(options.delay.value_or(defaults->delay));
     return settings;
@@ -170,8 +183,20 @@ void ConnectionOptions::addTo(CLI::App& verb)
     verb.add_option(
         "--line", line,
         "Baud rate, parity, data bits and stop bits (the driver's own: 19200,NONE,8,1)");
-    verb.add_option("--station", station, "Station number of the controller (1)")
-        ->check(CLI::Range(0, 254));
+    CLI::Option* const stationOption =
+        verb.add_option("--station", station, "Station number of the controller (1)")
+            ->check(CLI::Range(0, 254));
+    CLI::Option* const projectOption =
+        verb.add_option("--project", project, "Panel project to take the station from")
+            ->type_name("DIR");
+    CLI::Option* const hmiPortOption =
+        verb.add_option(
+                "--hmi-port", hmiPort,
+                "Port in the project, such as COM2: the station is that of its default node")
+            ->type_name("NAME")
+            ->needs(projectOption)
+            ->excludes(stationOption);
+    projectOption->needs(hmiPortOption);
     verb.add_option("--self", self, "Station number of this computer")
         ->check(CLI::Range(0, 254))
         ->capture_default_str();
@@ -227,6 +252,20 @@ void Connection::requireSuccess(const QString& address)
     if (!lost.isEmpty())
         throw Failure(ExitCode::Port, m_parts->link->text() + QStringLiteral(": ") + lost);
     throw failureOf(*m_parts->driver, address);
+}
+
+QString pluginPath(const std::string& option)
+{
+    return option.empty() ? host::defaultDriverPath() : QString::fromStdString(option);
+}
+
+std::unique_ptr<host::Project> openProject(const std::string& directory)
+{
+    QString error;
+    auto project = host::Project::open(QString::fromStdString(directory), &error);
+    if (!project)
+        throw Failure(ExitCode::Usage, error);
+    return project;
 }
 
 std::vector<QByteArray> rehearse(const ConnectionOptions& options,

@@ -12,6 +12,9 @@
 #include "drivers/driverinterface.h"
 #include "host/deviceport.h"
 
+#include "host/driverloader.h"
+#include "host/project.h"
+
 namespace CLI {
 class App;
 }
@@ -23,6 +26,8 @@ struct ConnectionOptions
     std::string port = "sim";
     std::optional<std::string> line;
     std::optional<int> station;
+    std::string project; ///< directory of a panel project; empty: none
+    std::string hmiPort; ///< the port in it whose station is meant
     std::optional<int> timeout;
     std::optional<int> retry;
     std::optional<int> delay;
@@ -53,6 +58,12 @@ private:
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };
+
+/// The plugin file that an option names, or the default one when it is empty.
+QString pluginPath(const std::string& option);
+
+/// The project in @p directory. Throws Failure when there is no usable one.
+std::unique_ptr<host::Project> openProject(const std::string& directory);
 
 /// The frames that a write would send if every one of them were confirmed. Opens
 /// no port. Throws Failure when the options are unusable or the driver refuses.

@@ -2,6 +2,8 @@
 #include <QCoreApplication>
 
 #include "failure.h"
+#include "info.h"
+#include "links.h"
 #include "read.h"
 #include "write.h"
 
@@ -27,6 +29,8 @@ int main(int argc, char** argv)
     app.require_subcommand(1);
     app.footer(EXIT_CODES);
     std::function<ExitCode()> run;
+    addInfoVerb(app, run);
+    addLinksVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
 

@@ -1,9 +1,9 @@
 #include "read.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
 
 #include "connection.h"
+#include "table.h"
 #include "values.h"
 
 namespace {
@@ -15,46 +15,15 @@ struct ReadOptions
     int count = 1;
 };
 
-struct Row
-{
-    QString address;
-    QString value;
-    QString hex;
-};
-
-std::vector<Row> readRows(Connection& connection, const Target& target, int count)
+std::vector<QStringList> readRows(Connection& connection, const Target& target, int count)
 {
     const QByteArray data = connection.read(target.readRequest(count));
-    std::vector<Row> rows;
+    std::vector<QStringList> rows;
     for (int i = 0; i < valuesIn(target, data, count); ++i) {
         const ValueText text = valueAt(target, data, i);
         rows.push_back({target.addressOf(i), text.value, text.hex});
     }
     return rows;
-}
-
-void print(const std::vector<Row>& rows)
-{
-    Row widest{QStringLiteral("ADDRESS"), QStringLiteral("VALUE"), QStringLiteral("HEX")};
-    const Row title = widest;
-    const auto widen = [](QString& column, const QString& text) {
-        if (text.size() > column.size())
-            column = text;
-    };
-    for (const Row& row : rows) {
-        widen(widest.address, row.address);
-        widen(widest.value, row.value);
-        widen(widest.hex, row.hex);
-    }
-    const auto printRow = [&widest](const Row& row) {
-        std::cout << row.address.leftJustified(widest.address.size()).toStdString() << "  "
-                  << row.value.rightJustified(widest.value.size()).toStdString() << "  "
-                  << row.hex.rightJustified(widest.hex.size()).toStdString() << '\n';
-    };
-    printRow(title);
-    for (const Row& row : rows)
-        printRow(row);
-    std::cout.flush();
 }
 
 /// Whether the next address is worth trying: the line itself is in order.
@@ -66,12 +35,12 @@ bool isAboutTheAddress(ExitCode code)
 ExitCode runRead(const ReadOptions& options)
 {
     Connection connection(options.connection);
-    std::vector<Row> rows;
+    std::vector<QStringList> rows;
     ExitCode result = ExitCode::Success;
     for (const std::string& address : options.addresses) {
         try {
             const Target target(QString::fromStdString(address));
-            const std::vector<Row> read = readRows(connection, target, options.count);
+            const std::vector<QStringList> read = readRows(connection, target, options.count);
             rows.insert(rows.end(), read.begin(), read.end());
         } catch (const Failure& failure) {
             report(failure);
@@ -82,7 +51,7 @@ ExitCode runRead(const ReadOptions& options)
         }
     }
     if (!rows.empty())
-        print(rows);
+        printTable({"ADDRESS", "VALUE", "HEX"}, rows, 1);
     return result;
 }
 

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonObject>
+#include <QLibrary>
 
 namespace host {
 
@@ -40,6 +41,27 @@ DriverLoader::~DriverLoader()
     m_loader.unload(); // deletes the driver object too, once nobody else has loaded the file
 }
 
+QString DriverLoader::interfaceId() const
+{
+    return m_loader.metaData().value(QStringLiteral("IID")).toString();
+}
+
+QString DriverLoader::builtForQt() const
+{
+    const int version = m_loader.metaData().value(QStringLiteral("version")).toInt();
+    if (version == 0)
+        return QString();
+    return QStringLiteral("%1.%2").arg(version >> 16).arg((version >> 8) & 0xFF);
+}
+
+QString DriverLoader::verificationText() const
+{
+    using Query = const char*();
+    auto* const query = reinterpret_cast<Query*>(
+        QLibrary::resolve(m_loader.fileName(), "qt_plugin_query_verification_data"));
+    return query != nullptr ? QString::fromLatin1(query()) : QString();
+}
+
 /// Loads the file; what is wrong with it, or nothing.
 QString DriverLoader::load()
 {
@@ -54,8 +76,7 @@ QString DriverLoader::load()
     if (m_driver != nullptr)
         return QString();
     return QStringLiteral("it is a plugin of another kind, '%1', where '%2' is expected")
-        .arg(m_loader.metaData().value(QStringLiteral("IID")).toString(),
-             QLatin1String(qobject_interface_iid<DriverInterface*>()));
+        .arg(interfaceId(), QLatin1String(qobject_interface_iid<DriverInterface*>()));
 }
 
 }

@@ -31,6 +31,17 @@ public:
     /// What is wrong with the file, in one line; empty when there is a driver.
     const QString& error() const { return m_error; }
 
+    // What the file says of itself; empty where it says nothing.
+
+    /// Absolute path of the loaded file.
+    QString fileName() const { return m_loader.fileName(); }
+    /// The interface that the plugin announces.
+    QString interfaceId() const;
+    /// Major and minor version of the Qt that it was built for, such as 5.15.
+    QString builtForQt() const;
+    /// The text that a Qt 4 host's loader compares with its own.
+    QString verificationText() const;
+
 private:
     QString load();
 

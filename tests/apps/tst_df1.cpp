@@ -1,4 +1,9 @@
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QtTest>
 #include <unistd.h>
 
@@ -42,6 +47,8 @@ private slots:
     void writesWhatItSays_data();
     void writesWhatItSays();
     void rehearsesWithoutAPort();
+    void takesAStationFromAProject();
+    void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
     void tellsLineFaultsApart();
     void noticesALineThatHangsUp();
@@ -82,6 +89,10 @@ void TestDf1::failures_data()
     QTest::newRow("bit of no timer") << "write N7:0/DN 1 --port /none" << 2 << "no command";
     QTest::newRow("writes round the end") << "write T4:65535 1 2 --port /none" << 2 << "65535";
     QTest::newRow("refused write") << "write N7:256 1" << 6 << "invalid address:N7:256";
+    QTest::newRow("no project") << "links --project /none" << 2 << "no directory";
+    QTest::newRow("project without a port") << "read N7:0 --project /tmp" << 2 << "--hmi-port";
+    QTest::newRow("two stations") << "read N7:0 --project / --hmi-port COM1 --station 2" << 2
+                                  << "excludes";
     QTest::newRow("no such file") << "read N99:0" << 6 << "invalid address:N99:0";
 }
 
@@ -178,6 +189,53 @@ void TestDf1::rehearsesWithoutAPort()
     QCOMPARE(outcome.output,
              QString("10 02 01 00 0F 00 01 00 AA 02 04 86 00 01 01 00 10 03 9C D6\n"
                      "10 02 01 00 0F 00 02 00 AA 02 04 86 01 01 10 10 00 10 03 FE 57\n"));
+}
+
+// Catches: a project's station left out, or taken from another link's node.
+void TestDf1::takesAStationFromAProject()
+{
+    const QTemporaryDir directory;
+    {
+        QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", "maker");
+        database.setDatabaseName(directory.filePath("database"));
+        QVERIFY(database.open());
+        QSqlQuery query(database);
+        for (const char* statement :
+             {"CREATE TABLE LINK (LINKID INTEGER, HMIPORT INTEGER)",
+              "CREATE TABLE NODE (LINKID INTEGER, STATIONID INTEGER, IP TEXT, PORT INTEGER, "
+              "ISDEFAULT INTEGER)",
+              "INSERT INTO LINK VALUES (1, 1000), (2, 1001), (3, 2000)",
+              "INSERT INTO NODE VALUES (1, 3, NULL, NULL, 1), (2, 16, NULL, NULL, 1), "
+              "(3, 5, '10.0.0.5', 502, 1)"})
+            QVERIFY(query.exec(statement));
+    }
+    QSqlDatabase::removeDatabase("maker");
+
+    const Outcome write = runDf1(
+        {"write", "--dry-run", "N7:0", "1", "--project", directory.path(), "--hmi-port", "COM2"});
+    QVERIFY2(write.output.startsWith("10 02 10 10 00 0F"), qPrintable(write.output + write.errors));
+    const Outcome links = runDf1({"links", "--project", directory.path()});
+    QCOMPARE(links.exitCode, 0);
+    QCOMPARE(links.output, QString("LINK  PORT      STATION  ADDRESS\n"
+                                   "1     COM1      3\n"
+                                   "2     COM2      16\n"
+                                   "3     ETHERNET  5        10.0.0.5:502\n"));
+}
+
+// Catches: a property reported under another's name.
+void TestDf1::tellsWhatThePluginIs()
+{
+    const QJsonObject info =
+        QJsonDocument::fromJson(runDf1({"info", "--json"}).output.toUtf8()).object();
+    QCOMPARE(info.value("vendor").toString(), QString("Allen Bradley"));
+    QCOMPARE(info.value("version").toString(), QString("1.0.0"));
+    QCOMPARE(info.value("driver").toObject().value("timeout").toInt(), 500);
+    QCOMPARE(info.value("port").toObject().value("baudrate").toInt(), 19200);
+    QVERIFY(info.value("verification").toString().contains("\nversion="));
+
+    const QString text = runDf1({"info"}).output;
+    QVERIFY(text.contains(QRegularExpression("\nDefault line +RS232,19200,NONE,8,1\n")));
+    QVERIFY(text.contains("timeout 500, retry 3, station 1, delay 0"));
 }
 
 // Catches: one bad address that hides the values of the others.

@@ -54,6 +54,9 @@ void TestDriverLoader::ownsTheDriver()
             const host::DriverLoader first(MICROLOGIX_FILE);
             QVERIFY2(first.driver() != nullptr, qPrintable(first.error()));
             QCOMPARE(first.error(), QString());
+            QCOMPARE(first.interfaceId(), QString("com.tavelmor.drivers.DriverInterface/1.1"));
+            QVERIFY(QString(qVersion()).startsWith(first.builtForQt() + '.'));
+            QVERIFY(first.verificationText().startsWith("pattern=QT_PLUGIN_VERIFICATION_DATA\n"));
             driver = first.driver()->getThisObject();
             const host::DriverLoader second(MICROLOGIX_FILE);
             QCOMPARE(second.driver(), first.driver());

@@ -97,8 +97,7 @@ bool DriverABMicroLogix::writeBit(AbstractDeviceInterface* port, const Communica
     return runWriteTransaction(port, address,
                                DF1PackWriteBitCmd(fileName, destination, source, getNextTNS(),
                                                   static_cast<unsigned short>(element), subElement,
-                                                  static_cast<unsigned char>(bit % BITS_PER_WORD),
-                                                  value));
+                                                  static_cast<unsigned char>(bit), value));
 }
 
 bool DriverABMicroLogix::writeBytes(AbstractDeviceInterface* port, const QString& address,
