@@ -9,6 +9,7 @@
 #include "host/link.h"
 #include "support/frames.h"
 #include "support/ptypair.h"
+#include "support/requests.h"
 
 namespace {
 
@@ -122,13 +123,10 @@ QByteArray TestLine::read(const Manner& manner, int words, int timeoutMs, int re
         return error.toUtf8();
 
     const Controller controller(line.master(), manner, 1 + retries);
-    CommunicatorCommand command;
-    command.type = 2;
-    command.count = words;
-    command.address = QStringLiteral("N7:0");
     QElapsedTimer timer;
     timer.start();
-    const QByteArray data = m_loader->driver()->read(&link->port(), command);
+    const QByteArray data =
+        m_loader->driver()->read(&link->port(), request(2, words, QStringLiteral("N7:0")));
     m_elapsedMs = timer.elapsed();
     return data;
 }

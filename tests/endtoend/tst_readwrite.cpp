@@ -5,6 +5,7 @@
 #include "host/link.h"
 #include "simulator/server.h"
 #include "support/bytes.h"
+#include "support/requests.h"
 
 using simulator::DataFile;
 using simulator::DataTables;
@@ -78,15 +79,6 @@ struct Operation
     int bit = -1;        ///< of the word at element and sub-element; -1: all of data
     bool isEach = false; ///< data goes word by word to the sub-element of each element
 };
-
-CommunicatorCommand request(int type, int count, const QString& address)
-{
-    CommunicatorCommand command;
-    command.type = type;
-    command.count = count;
-    command.address = address;
-    return command;
-}
 
 char letterOf(FileType type)
 {

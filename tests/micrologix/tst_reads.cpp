@@ -4,18 +4,10 @@
 
 #include "drivers/micrologix/micrologix.h"
 #include "support/frames.h"
+#include "support/requests.h"
 #include "support/scriptedport.h"
 
 namespace {
-
-CommunicatorCommand request(int type, int count, const QString& address)
-{
-    CommunicatorCommand command;
-    command.type = type;
-    command.count = count;
-    command.address = address;
-    return command;
-}
 
 QByteArray soundAnswer(int tns, const QByteArray& data)
 {

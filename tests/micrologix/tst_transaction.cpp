@@ -2,6 +2,7 @@
 
 #include "drivers/micrologix/micrologix.h"
 #include "support/frames.h"
+#include "support/requests.h"
 #include "support/scriptedport.h"
 
 typedef QList<QByteArray> Pieces;
@@ -30,11 +31,7 @@ QByteArray damaged(QByteArray frame)
 
 CommunicatorCommand words(const char* address, int count)
 {
-    CommunicatorCommand command;
-    command.type = 2;
-    command.count = count;
-    command.address = QLatin1String(address);
-    return command;
+    return request(2, count, QLatin1String(address));
 }
 
 int countOf(const QStringList& calls, const char* prefix)

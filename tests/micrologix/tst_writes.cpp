@@ -2,6 +2,7 @@
 
 #include "drivers/micrologix/micrologix.h"
 #include "support/frames.h"
+#include "support/requests.h"
 #include "support/scriptedport.h"
 
 typedef QList<QByteArray> Commands;
@@ -9,15 +10,6 @@ typedef QList<QByteArray> Pieces;
 Q_DECLARE_METATYPE(Commands)
 
 namespace {
-
-CommunicatorCommand request(int type, const QString& address)
-{
-    CommunicatorCommand command;
-    command.type = type;
-    command.count = 1;
-    command.address = address;
-    return command;
-}
 
 /// The frame of the command that the request with number @p tns carries.
 QByteArray requestFrame(int tns, const QByteArray& command)
@@ -141,7 +133,8 @@ void TestWrites::writes()
         port.answer(reply(i + 1));
         expected << requestFrame(i + 1, commands.at(i)) << hex("1006");
     }
-    QVERIFY2(driver.write(&port, request(type, address), data), qPrintable(driver.getLastError()));
+    QVERIFY2(driver.write(&port, request(type, 1, address), data),
+             qPrintable(driver.getLastError()));
     QVERIFY(!driver.hasError());
     QCOMPARE(port.sent.size(), expected.size());
     for (int i = 0; i < expected.size(); ++i)
@@ -183,7 +176,7 @@ void TestWrites::refusesBeforeSending()
     DriverABMicroLogix driver;
     ScriptedPort port;
     port.retries = 2;
-    QVERIFY(!driver.write(&port, request(type, address), QByteArray(size, '\x01')));
+    QVERIFY(!driver.write(&port, request(type, 1, address), QByteArray(size, '\x01')));
     QVERIFY(driver.hasError());
     QCOMPARE(driver.getLastError(), text);
     QCOMPARE(port.calls, QStringList() << "delay"
@@ -209,7 +202,7 @@ void TestWrites::hasNoWriteForOtherTypes()
     driver.setCommError("earlier");
     ScriptedPort port;
     port.retries = 3;
-    QVERIFY(!driver.write(&port, request(type, "N7:0"), hex("0100")));
+    QVERIFY(!driver.write(&port, request(type, 1, "N7:0"), hex("0100")));
     QVERIFY(!driver.hasError());
     QCOMPARE(port.calls, QStringList() << "delay");
 }
@@ -247,7 +240,7 @@ void TestWrites::confirmation()
     DriverABMicroLogix driver;
     ScriptedPort port;
     port.answer(answer);
-    QCOMPARE(driver.write(&port, request(2, "N7:0"), hex("3412")), text.isEmpty());
+    QCOMPARE(driver.write(&port, request(2, 1, "N7:0"), hex("3412")), text.isEmpty());
     QCOMPARE(driver.getLastError(), text);
     QCOMPARE(driver.hasError(), !text.isEmpty());
     QCOMPARE(port.sent.size(), 1 + acks);
@@ -259,7 +252,7 @@ void TestWrites::makesTheseCallsInThisOrder()
     DriverABMicroLogix driver;
     ScriptedPort port;
     port.answer(reply(1));
-    QVERIFY(driver.write(&port, request(0, "B3:0/0"), hex("01")));
+    QVERIFY(driver.write(&port, request(0, 1, "B3:0/0"), hex("01")));
     const QString frame = QString::fromLatin1(port.sent.first().toHex());
     const QString check = QString::fromLatin1(reply(1).right(2).toHex());
     QCOMPARE(port.calls, QStringList() << "delay"
@@ -278,7 +271,7 @@ void TestWrites::stopsAtTheFirstRefusedWord()
     ScriptedPort port;
     port.retries = 1;
     port.answer(reply(1)).answer(reply(2, "10")).answer(reply(3)).answer(reply(4, "10"));
-    QVERIFY(!driver.write(&port, request(2, "T4:5"), hex("010203040506")));
+    QVERIFY(!driver.write(&port, request(2, 1, "T4:5"), hex("010203040506")));
     QCOMPARE(driver.getLastError(), QString("invalid address:T4:5"));
     QCOMPARE(port.sent.size(), 8);
     QCOMPARE(port.sent.at(4), requestFrame(3, hex("AA0204860500 0102")));
@@ -291,8 +284,8 @@ void TestWrites::keepsTheTextOfAnEarlierFailure()
     DriverABMicroLogix driver;
     ScriptedPort port;
     port.answer(QByteArray()).answer(reply(2));
-    QVERIFY(!driver.write(&port, request(2, "N7:0"), hex("3412")));
-    QVERIFY(driver.write(&port, request(2, "N7:0"), hex("3412")));
+    QVERIFY(!driver.write(&port, request(2, 1, "N7:0"), hex("3412")));
+    QVERIFY(driver.write(&port, request(2, 1, "N7:0"), hex("3412")));
     QVERIFY(!driver.hasError());
     QCOMPARE(driver.getLastError(), QString("PLC no response"));
 }
