@@ -1,4 +1,5 @@
 // Every difference between Qt 4.8, 5.15 and 6 that the drivers meet, in one place.
+// Versions stand as plain numbers: moc of Qt 4 can't evaluate QT_VERSION_CHECK.
 #pragma once
 
 #include <QRegExp>
@@ -6,7 +7,7 @@
 #include <QThread>
 #include <QtGlobal>
 
-#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+#if QT_VERSION >= 0x050000
 /// Names the class it stands in as the plugin's root object. Qt 4 plugins are
 /// named by Q_EXPORT_PLUGIN2 in a source file instead, so there it is nothing.
 #define DRIVER_PLUGIN_METADATA(iid) Q_PLUGIN_METADATA(IID iid)
@@ -16,7 +17,7 @@
 
 namespace qtcompat {
 
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+#if QT_VERSION < 0x050000
 struct ProtectedSleep : QThread
 {
     using QThread::msleep;
@@ -26,7 +27,7 @@ struct ProtectedSleep : QThread
 /// Blocks the calling thread for @p milliseconds.
 inline void sleepMilliseconds(unsigned long milliseconds)
 {
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+#if QT_VERSION < 0x050000
     ProtectedSleep::msleep(milliseconds);
 #else
     QThread::msleep(milliseconds);
@@ -37,7 +38,7 @@ inline void sleepMilliseconds(unsigned long milliseconds)
 /// later versions' qDebug() escapes texts and drops a final blank.
 inline void debugMessage(const QString& line)
 {
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+#if QT_VERSION < 0x050000
     qt_message_output(QtDebugMsg, line.toLocal8Bit().constData());
 #else
     qt_message_output(QtDebugMsg, QMessageLogContext(), line);

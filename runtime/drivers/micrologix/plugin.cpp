@@ -1,6 +1,6 @@
 #include "drivers/micrologix/micrologix.h"
 
-#if QT_VERSION < QT_VERSION_CHECK(5, 0, 0)
+#if QT_VERSION < 0x050000
 
 #include <QtPlugin>
 
