@@ -1,0 +1,38 @@
+cmake_minimum_required(VERSION 3.25)
+
+# Catches: an example that no longer shows what the guide says it shows.
+set(ENV{MICROLOGIX_PLUGIN} ${PLUGIN})
+execute_process(COMMAND ${PROGRAM}
+    OUTPUT_VARIABLE printed ERROR_VARIABLE complaints RESULT_VARIABLE exit_code)
+if(NOT exit_code STREQUAL "0" OR NOT complaints STREQUAL "")
+    message(SEND_ERROR "exit code ${exit_code}, on standard error: ${complaints}")
+endif()
+
+file(READ ${EXPECTED} expected)
+if(printed STREQUAL expected)
+    return()
+endif()
+
+# Lists would split lines at semicolons and join them at brackets.
+set(line 0)
+while(NOT printed STREQUAL "" OR NOT expected STREQUAL "")
+    math(EXPR line "${line} + 1")
+    foreach(text printed expected)
+        string(FIND "${${text}}" "\n" end)
+        if(end LESS 0)
+            set(${text}_line "${${text}}")
+            set(${text} "")
+            if(NOT ${text}_line STREQUAL "")
+                string(APPEND ${text}_line " (no line end)")
+            endif()
+        else()
+            math(EXPR next "${end} + 1")
+            string(SUBSTRING "${${text}}" 0 ${end} ${text}_line)
+            string(SUBSTRING "${${text}}" ${next} -1 ${text})
+        endif()
+    endforeach()
+    if(NOT printed_line STREQUAL expected_line)
+        message("line ${line}\n  expected: ${expected_line}\n  printed:  ${printed_line}")
+    endif()
+endwhile()
+message(FATAL_ERROR "the output is not that of ${EXPECTED}")
