@@ -22,6 +22,14 @@ if(mlx_qt_major EQUAL 6)
 endif()
 find_package(Qt${mlx_qt_major} REQUIRED COMPONENTS ${mlx_qt_components})
 
+# The moc that stands beside cross libraries runs on their machine, not on this one.
+if(CMAKE_CROSSCOMPILING)
+    find_program(MLX_HOST_MOC moc REQUIRED NO_CMAKE_FIND_ROOT_PATH
+        PATHS /usr/lib/qt${mlx_qt_major}/bin /usr/lib/qt${mlx_qt_major}/libexec NO_DEFAULT_PATH
+        DOC "moc of this machine, of the same version as the cross libraries")
+    set_target_properties(Qt${mlx_qt_major}::moc PROPERTIES IMPORTED_LOCATION ${MLX_HOST_MOC})
+endif()
+
 foreach(component ${mlx_qt_components})
     string(TOLOWER ${component} name)
     add_library(mlx_qt_${name} INTERFACE)

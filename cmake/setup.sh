@@ -2,6 +2,7 @@
 # Everything it says goes to standard error; standard output is the caller's.
 
 build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libqt5sql5-sqlite"
+arm_packages="g++-arm-linux-gnueabihf qemu-user-static mmdebstrap"
 
 say() {
     printf '%s\n' "$*" >&2

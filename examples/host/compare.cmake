@@ -2,7 +2,8 @@ cmake_minimum_required(VERSION 3.25)
 
 # Catches: an example that no longer shows what the guide says it shows.
 set(ENV{MICROLOGIX_PLUGIN} ${PLUGIN})
-execute_process(COMMAND ${PROGRAM}
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+execute_process(COMMAND ${emulator} ${PROGRAM}
     OUTPUT_VARIABLE printed ERROR_VARIABLE complaints RESULT_VARIABLE exit_code)
 if(NOT exit_code STREQUAL "0" OR NOT complaints STREQUAL "")
     message(SEND_ERROR "exit code ${exit_code}, on standard error: ${complaints}")
