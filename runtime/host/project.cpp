@@ -39,7 +39,7 @@ QString databaseBelow(const QString& directory)
 
 QString reasonOf(const QSqlError& error)
 {
-    const QString text = error.databaseText().isEmpty() ? error.text() : error.databaseText();
+    QString text = error.databaseText().isEmpty() ? error.text() : error.databaseText();
     if (text.contains(QLatin1String("locked")))
         return QStringLiteral("it is locked by another program; try again when that is done");
     if (text.contains(QLatin1String("no such")))
