@@ -1,13 +1,10 @@
 #include <QtTest>
 
-#include <atomic>
 #include <ctime>
 
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
+#include "support/messages.h"
 #include "support/named.h"
 #include "support/wire.h"
 
@@ -100,7 +97,6 @@ private slots:
     void wholeWaitIsCapped();
     void asksTheDeviceSparingly();
     void pendingAndClear();
-    void leavesAFlood();
     void loss();
     void sendsToADeafPeer();
     void worksInAnyThread();
@@ -239,38 +235,6 @@ void TestDevicePort::pendingAndClear()
     }
 }
 
-// Catches: counting or clearing over a real line that goes on, and a flood that keeps a receiver
-// busy.
-void TestDevicePort::leavesAFlood()
-{
-    for (const WireKind kind : Kinds) {
-        Wire wire(kind, waiting(9000));
-        QVERIFY(wire.isValid());
-        QElapsedTimer clock;
-        clock.start();
-        std::atomic<bool> isOver{false};
-        ::fcntl(wire.peer(), F_SETFL, O_NONBLOCK);
-        const PeerThread peer([&] {
-            const QByteArray flood(4096, 'f');
-            pollfd room = {wire.peer(), POLLOUT, 0};
-            while (!isOver && clock.elapsed() < 2LL * Soon) {
-                if (::write(wire.peer(), flood.constData(), 4096) < 0)
-                    ::poll(&room, 1, 10);
-            }
-        });
-        const QByteArray first = receive(wire.port(), 1);
-        clearInput(wire.port());
-        sleepMs(20);
-        const int count = pending(wire.port());
-        clearInput(wire.port());
-        const auto elapsed = clock.elapsed();
-        isOver = true;
-        QCOMPARE(first, QByteArray("f"));
-        QVERIFY(count > 0);
-        QVERIFY2(elapsed < Soon, qPrintable(QString::number(elapsed)));
-    }
-}
-
 // Catches: a lost line waited for, asked again without end, or not told of; an
 // answer's part dropped with it.
 void TestDevicePort::loss()
@@ -373,12 +337,8 @@ void TestDevicePort::sendsToADeafPeer()
 void TestDevicePort::worksInAnyThread()
 {
     for (const WireKind kind : Kinds) {
-        static std::atomic<int> warnings;
-        warnings = 0;
-        const auto previous = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext&, const QString&) { ++warnings; });
-        QByteArray request;
-        QByteArray answer;
+        const KeptMessages warnings;
+        QByteArray request, answer;
         std::thread([&] {
             Wire wire(kind, waiting(9000));
             if (!wire.isValid())
@@ -388,10 +348,9 @@ void TestDevicePort::worksInAnyThread()
             wire.peerWrites("answer");
             answer = receive(wire.port(), 6);
         }).join();
-        qInstallMessageHandler(previous);
         QCOMPARE(request, QByteArray("request"));
         QCOMPARE(answer, QByteArray("answer"));
-        QCOMPARE(warnings.load(), 0);
+        QCOMPARE(warnings.list(), QStringList());
     }
 }
 

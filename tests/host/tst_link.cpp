@@ -35,12 +35,7 @@ private slots:
 // Catches: swapped fields, a parity or stop bit left out of a byte's time.
 void TestLink::lineSettings()
 {
-    const struct
-    {
-        const char* text;
-        const char* normal;
-        double bitsPerByte;
-    } rows[] = {
+    const std::tuple<const char*, const char*, double> rows[] = {
         {"9600,even,7,1", "9600,EVEN,7,1", 10},
         {"1200,Odd,8,2", "1200,ODD,8,2", 12},
         {"50,MARK,5,1", "50,MARK,5,1", 8},
@@ -84,12 +79,7 @@ void TestLink::refuses()
 {
     const char* const give = "give a serial device such as /dev/ttyUSB0, or tcp://host:port";
     const char* const form = "give tcp://host:port with a port from 1 to 65535";
-    const struct
-    {
-        QString text;
-        QString fault;
-        QString remedy;
-    } rows[] = {
+    const std::tuple<QString, QString, QString> rows[] = {
         {"''", "the link is empty", give},
         {"/nonexistent", "no such device", give},
         {"plc:2222", "no such device", give},

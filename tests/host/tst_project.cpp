@@ -57,12 +57,7 @@ void TestProject::make(const QString& place, int statements)
 // a file that is made, or touched, in a project.
 void TestProject::reads()
 {
-    const struct
-    {
-        const char* port;
-        int station;
-        const char* message;
-    } stations[] = {
+    const std::tuple<const char*, int, const char*> stations[] = {
         {"COM1", 17, ""},
         {"ETHERNET", 2, ""},
         {"COM2", -1, "0 to 254"},
@@ -108,12 +103,7 @@ void TestProject::reads()
 // Catches: a database that is taken for a project's, or a fault without a line.
 void TestProject::refuses()
 {
-    const struct
-    {
-        const char* directory;
-        int statements;
-        const char* message;
-    } rows[] = {
+    const std::tuple<const char*, int, const char*> rows[] = {
         {"nonexistent", -1, "is no directory"},
         {"", -1, "no project database below"},
         {"", 0, "no such table: LINK"},

@@ -73,6 +73,7 @@ void TestController::executes()
         const char* bytes = "";
     } rows[] = {
         {"C5:0.ACC into the next", "0F A2 04 05 87 00 02", "00 03000020"},
+        {"N7:254, one byte", "0F A2 02 07 89 FE 00", "00 5472"},
         {"N7:255, escaped", "0F A2 02 07 89 FFFF00 00", "00 5572"},
         {"file 300, escaped", "0F A2 02 FF2C01 89 00 00", "00 0003"},
         {"F8:63", "0F A2 04 08 8A 3F 00", "00 0000C0BF"},
@@ -89,6 +90,7 @@ void TestController::executes()
         {"range: a fourth level", "0F 01 0000 0100 1E 07 00 02", "10"},
         {"range: beyond its total", "0F 01 0100 0200 06 09 00 04", "F0 01"},
         {"range: no such file", "0F 01 0000 0100 06 09 00 02", "50"},
+        {"range: sub-element of a word", "0F 01 0000 0100 0E 07 00 01 02", "50"},
         {"range: half a float on", "0F 01 0100 0300 06 08 00 04", "50"},
         {"range: offset past the end", "0F 01 0100 0200 06 07 FFFF00 02", "50"},
         {"too large beats what follows", "0F A2 CF 09 81 00 00", "F0 09"},
@@ -109,6 +111,7 @@ void TestController::executes()
         {"counters, in part", "06 01 0000 05", "00 0201 0200 03"},
         {"counters, more than all", "06 01 0000 15", "10"},
         {"counters, without size", "06 01 0000", "10"},
+        {"counters, a byte left over", "06 01 0000 05 00", "10"},
 
         {"O0:1", "0F AA 02 00 82 01 00 3412", "00", 0, 1, "3412"},
         {"I1:2", "0F AA 02 01 83 02 00 3412", "00", 1, 2, "3412"},
@@ -197,15 +200,8 @@ void TestController::damagedRequests()
 // does not follow S2 or crashes without it, and an error that helps nobody.
 void TestController::models()
 {
-    const char* const predefined = "32 32 66 64 40 40 40 256 64";
-    const struct
-    {
-        const char* name;
-        int limit;
-        const char* files; // elements of file 0, 1 and so on
-        QByteArray seriesAndName;
-        const char* ram;
-    } rows[] = {
+    const char* const predefined = "32 32 66 64 40 40 40 256 64"; // elements of file 0, 1 and so on
+    const std::tuple<QString, int, QString, QByteArray, const char*> rows[] = {
         {"1000", 82, "1 2 33 32 40 32 16 105", "\x81" + QByteArray("1761-L32BWA"), "01"},
         {"1100", 206, predefined, "\x30" + QByteArray("1763-L16BWA"), "08"},
         {"1200", 206, predefined, "\x4D" + QByteArray("1762-L24BWA"), "06"},
@@ -219,7 +215,7 @@ void TestController::models()
         QString lengths;
         for (const auto& [number, file] : controller.tables().files())
             lengths += QString(" %1").arg(file.elements());
-        QCOMPARE(named(name, lengths.mid(1)), named(name, QString(files)));
+        QCOMPARE(named(name, lengths.mid(1)), named(name, files));
         QCOMPARE(named(name, controller.execute(requestOf("0F A2 04 07 89 02 00")).mid(6)),
                  named(name, hex("10001010")));
         for (const int size : {limit, limit + 2}) {
@@ -233,7 +229,7 @@ void TestController::models()
         };
         const QByteArray start = hex("00EE3400") + seriesAndName;
         QCOMPARE(status(), named(name, start + hex("0000 0600 0100") + hex(ram) + '\0'));
-        controller.tables().file(2)->setWord(1, 0, 0x2066);
+        controller.tables().file(2)->setWord(1, 0, 0x2077);
         controller.tables().file(2)->setWord(6, 0, 0x0120);
         setProcessorMode(controller.tables(), ProcessorMode::RemoteProgram);
         QCOMPARE(status(), named(name, start + hex("2001 6120 0100") + hex(ram) + '\0'));

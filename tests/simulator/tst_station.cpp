@@ -56,14 +56,15 @@ public:
     {
         for (const QString& step : script.split(QRegularExpression(" (?=[<>+#])"))) {
             const QString operands = step.mid(2);
+            const QByteArray came = step.startsWith('>') ? std::exchange(m_sent, {}) : m_sent;
             if (step.startsWith('<'))
                 host(bytesOf(operands));
             else if (step.startsWith('+'))
                 advance(operands.toInt());
             else if (step.startsWith('#') && operands != counted())
                 return step + ": " + counted();
-            else if (step.startsWith('>') && bytesOf(operands) != std::exchange(m_sent, {}))
-                return step;
+            else if (step.startsWith('>') && bytesOf(operands) != came)
+                return step + ": " + came.toHex(' ');
         }
         return QString();
     }
@@ -163,6 +164,11 @@ void TestStation::conversations()
         {"another station, and duplicates",
          "< 10 02 02 00 0F 00 34 12 A2 02 07 89 00 00 10 03 8C F7 > ACK # 0 1 0 0 0 0 0 0 0"
          " < R35 ACK R35 R35 > ACK A35.1 ACK ACK # 1 2 0 0 0 0 0 0 2"},
+        {"same TNS, other SRC, then other CMD",
+         "< R34 ACK > ACK A34.1 < 10 02 01 05 0F 00 34 12 A2 10 03 03 67 ACK > ACK 10 02 05 01 4F "
+         "00 34 12 02 10 03 31 94"
+         " < 10 02 01 05 06 00 34 12 A2 10 03 03 FE ACK > ACK 10 02 05 01 46 00 34 12 03 10 03 30 "
+         "9D"},
         {"older one again", "< R34 ACK R35 ACK R34 ACK > ACK A34.1 ACK A35.2 ACK A34.3 + 9000 >"},
         {"ACK inside a frame",
          "< R34 > ACK A34.1 < 10 02 01 00 0F ACK 00 35 12 A2 02 07 89 00 00 10 03 84 A4 > ACK "
