@@ -70,6 +70,7 @@ public:
         return true;
     }
     int waits = 0;
+    qint64 written = 0;
 
 protected:
     qint64 readData(char* data, qint64 size) override
@@ -79,7 +80,11 @@ protected:
         m_there.remove(0, static_cast<int>(n));
         return n;
     }
-    qint64 writeData(const char*, qint64 size) override { return size; }
+    qint64 writeData(const char*, qint64 size) override
+    {
+        written += size;
+        return size;
+    }
 
 private:
     QVector<QByteArray> m_coming;
@@ -184,6 +189,7 @@ void TestDevicePort::asksTheDeviceSparingly()
     QCOMPARE(port.receiveData(&byte, -1), 0);
     port.sendData(nullptr, 1);
     port.sendData(&byte, -1);
+    QCOMPARE(device.written, 0);
     QVariant value(5);
     port.getParameter(PORT_PARAM_CLEAR_INPUT, value);
     QCOMPARE(value, QVariant(5));
@@ -251,6 +257,7 @@ void TestDevicePort::loss()
         QByteArray before;
         QString error;
     } rows[] = {
+        {"pty hung up", WireKind::PseudoTerminal, Loss::PeerCloses, "", unplugged},
         {"pty hung up in an answer", WireKind::PseudoTerminal, Loss::PeerCloses, "ab", unplugged},
         {"pty closed", WireKind::PseudoTerminal, Loss::DeviceClosed, "", closed},
         {"pty deleted", WireKind::PseudoTerminal, Loss::DeviceDeleted, "", deleted},
