@@ -105,4 +105,31 @@ void sleepMs(int milliseconds)
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
+QByteArray receive(host::DevicePort& port, int maxBytes)
+{
+    QByteArray buffer(maxBytes + 1, '#'); // one more, to see what writes past the end
+    const int n = port.receiveData(reinterpret_cast<unsigned char*>(buffer.data()), maxBytes);
+    if (n < 0 || n > maxBytes || buffer.at(n) != '#')
+        return "wrong count";
+    return buffer.left(n);
+}
+
+void send(host::DevicePort& port, const QByteArray& bytes)
+{
+    port.sendData(reinterpret_cast<const unsigned char*>(bytes.constData()),
+                  static_cast<int>(bytes.size()));
+}
+
+int pending(host::DevicePort& port)
+{
+    QVariant value;
+    port.getParameter(PORT_PARAM_INPUT_PENDING, value);
+    return value.toInt();
+}
+
+void clearInput(host::DevicePort& port)
+{
+    port.setParameter(PORT_PARAM_CLEAR_INPUT, QVariant(0));
+}
+
 }

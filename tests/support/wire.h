@@ -86,4 +86,10 @@ private:
 
 void sleepMs(int milliseconds);
 
+/// What the port receives; "wrong count" when it tells or stores too much.
+QByteArray receive(host::DevicePort& port, int maxBytes);
+void send(host::DevicePort& port, const QByteArray& bytes);
+int pending(host::DevicePort& port);
+void clearInput(host::DevicePort& port);
+
 }
