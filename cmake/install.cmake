@@ -78,4 +78,16 @@ else()
     set(qt_development "qtbase5-dev, libqt5serialport5-dev")
 endif()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}")
+set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "The driver plugin for operator panels' runtimes.")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The program df1, which reads and writes controllers.")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and libraries for hosts of driver plugins.")
+
+configure_file(packaging/changelog.in changelog @ONLY)
+execute_process(COMMAND gzip -9nf ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
+foreach(component plugin tools development)
+    string(TOUPPER ${component} name)
+    install(FILES packaging/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME}
+        COMPONENT ${component})
+endforeach()
 include(CPack)
