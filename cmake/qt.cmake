@@ -23,6 +23,7 @@ if(mlx_qt_major EQUAL 4)
 else()
     list(APPEND mlx_qt_components Network SerialPort)
 endif()
+set(mlx_qt_installed ${mlx_qt_components}) # what installed libraries need
 if(BUILD_TESTING)
     list(APPEND mlx_qt_components Test)
 endif()

@@ -1,6 +1,5 @@
 #include "host/driverloader.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonObject>
@@ -8,13 +7,16 @@
 
 namespace host {
 
-QString defaultDriverPath()
+QString defaultDriverPath(const QString& programFolder)
 {
     QString chosen = qEnvironmentVariable("MICROLOGIX_PLUGIN");
     if (!chosen.isEmpty())
         return chosen;
-    return QDir::cleanPath(QCoreApplication::applicationDirPath()
-                           + QStringLiteral("/../lib/libmicrologix.so"));
+    const QString installed =
+        QDir::cleanPath(programFolder + QStringLiteral("/" MLX_PLUGIN_FROM_PROGRAM));
+    const QString built =
+        QDir::cleanPath(programFolder + QStringLiteral("/../lib/libmicrologix.so"));
+    return !QFileInfo::exists(installed) && QFileInfo::exists(built) ? built : installed;
 }
 
 DriverLoader::DriverLoader(const QString& path)

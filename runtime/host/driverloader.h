@@ -1,6 +1,7 @@
 // Loads a driver plugin.
 #pragma once
 
+#include <QCoreApplication>
 #include <QPluginLoader>
 #include <QString>
 
@@ -9,9 +10,11 @@
 namespace host {
 
 /// Where the driver plugin is looked for by default: the file that the
-/// environment variable MICROLOGIX_PLUGIN names, else ../lib/libmicrologix.so
-/// seen from the application's own folder. Needs a QCoreApplication.
-QString defaultDriverPath();
+/// environment variable MICROLOGIX_PLUGIN names, else the place where an installed
+/// program finds it, seen from @p programFolder, else ../lib/libmicrologix.so of a
+/// build folder. Where there is no file at all, the installed place. Needs a
+/// QCoreApplication.
+QString defaultDriverPath(const QString& programFolder = QCoreApplication::applicationDirPath());
 
 /// A loaded driver plugin and its driver object.
 ///

@@ -1,6 +1,7 @@
 #include <QtTest>
 
 #include <QPointer>
+#include <QTemporaryDir>
 
 #include "host/driverloader.h"
 
@@ -13,6 +14,7 @@ private slots:
     void refuses();
     void ownsTheDriver();
     void defaultPath();
+    void prefersTheInstalledPlace();
 };
 
 void TestDriverLoader::refuses_data()
@@ -78,6 +80,21 @@ void TestDriverLoader::defaultPath()
     qputenv("MICROLOGIX_PLUGIN", "/opt/other.so");
     QCOMPARE(host::defaultDriverPath(), QString("/opt/other.so"));
     qunsetenv("MICROLOGIX_PLUGIN");
+}
+
+// Catches: an installed program that looks for its plugin in a build folder.
+void TestDriverLoader::prefersTheInstalledPlace()
+{
+    const QTemporaryDir prefix;
+    const QString bin = prefix.filePath("bin");
+    const QString built = prefix.filePath("lib/libmicrologix.so");
+    const QString installed = QDir::cleanPath(bin + "/" PLUGIN_FROM_PROGRAM);
+    QCOMPARE(host::defaultDriverPath(bin), installed);
+    for (const QString& place : {built, installed}) {
+        QVERIFY(QDir().mkpath(QFileInfo(place).path()));
+        QVERIFY(QFile(place).open(QIODevice::WriteOnly));
+        QCOMPARE(host::defaultDriverPath(bin), place);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDriverLoader)
