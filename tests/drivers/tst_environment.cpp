@@ -22,23 +22,13 @@ const char* const NONE = "none";
 const char* const TABLES[] = {
     "CREATE TABLE LINK (LINKID INTEGER, HMIPORT INTEGER)",
     "CREATE TABLE NODE (LINKID INTEGER, STATIONID INTEGER, IP TEXT, PORT INTEGER, ISDEFAULT)",
-    "INSERT INTO LINK VALUES (1, 1000)",
-    "INSERT INTO NODE VALUES (1, 9, '', 0, 0)",
-    "INSERT INTO NODE VALUES (1, 5, '', 0, 1)",
-    "INSERT INTO NODE VALUES (1, 6, '', 0, 1)",
-    "INSERT INTO LINK VALUES (2, 1001)",
-    "INSERT INTO NODE VALUES (2, 300, '', 0, 1)",
-    "INSERT INTO LINK VALUES (4, 1002)",
-    "INSERT INTO NODE VALUES (4, 7, '', 0, NULL)",
-    "INSERT INTO LINK VALUES (3, 2000)",
-    "INSERT INTO NODE VALUES (3, 11, '10.0.0.5', 502, 1)",
-    "INSERT INTO NODE VALUES (3, 12, '10.0.0.5', 502, 0)",
-    "INSERT INTO NODE VALUES (3, 13, '10.0.0.6', 502, 1)",
-    "INSERT INTO NODE VALUES (3, 14, '10.0.0.5', 65535, 1)",
-    "INSERT INTO NODE VALUES (3, 15, 'O''Hara', 502, 1)",
-    "INSERT INTO NODE VALUES (3, 16, '10.0.0.5', 502, 1)",
-    "INSERT INTO NODE VALUES (3, 17, '', 502, 1)",
-    "INSERT INTO NODE VALUES (5, 18, '10.0.0.5', 502, 1)",
+    "INSERT INTO LINK VALUES (1, 1000), (2, 1001), (4, 1002), (3, 2000)",
+    "INSERT INTO NODE VALUES (1, 9, '', 0, 0), (1, 5, '', 0, 1), (1, 6, '', 0, 1)",
+    "INSERT INTO NODE VALUES (2, 300, '', 0, 1), (4, 7, '', 0, NULL)",
+    "INSERT INTO NODE VALUES (3, 11, '10.0.0.5', 502, 1), (3, 12, '10.0.0.5', 502, 0)",
+    "INSERT INTO NODE VALUES (3, 13, '10.0.0.6', 502, 1), (3, 14, '10.0.0.5', 65535, 1)",
+    "INSERT INTO NODE VALUES (3, 15, 'O''Hara', 502, 1), (3, 16, '10.0.0.5', 502, 1)",
+    "INSERT INTO NODE VALUES (3, 17, '', 502, 1), (5, 18, '10.0.0.5', 502, 1)",
 };
 
 enum Form
@@ -88,31 +78,12 @@ void countAlarm(int)
     alarms = alarms + 1;
 }
 
-/// One SIGALRM a millisecond as long as it lives.
-class Alarms
+/// One SIGALRM each time so many microseconds have passed; none for 0.
+void ring(int microseconds)
 {
-public:
-    Alarms()
-        : m_former(std::signal(SIGALRM, countAlarm))
-    {
-        alarms = 0;
-        ring(1000);
-    }
-    ~Alarms()
-    {
-        ring(0);
-        (void)std::signal(SIGALRM, m_former);
-    }
-
-private:
-    static void ring(int microseconds)
-    {
-        const itimerval interval = {{0, microseconds}, {0, microseconds}};
-        setitimer(ITIMER_REAL, &interval, nullptr);
-    }
-
-    void (*m_former)(int);
-};
+    const itimerval interval = {{0, microseconds}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &interval, nullptr);
+}
 
 }
 
@@ -137,45 +108,39 @@ private slots:
     // Catches: a directory left out, entered though it is not there, or a relative path.
     void findsTheDatabase()
     {
-        const struct
-        {
-            const char *directory, *project, *file;
-        } rows[] = {{".", "", "/database"},
-                    {"database", "", "/database/database"},
-                    {"compile", "/compile", "/compile/database"},
-                    {"compile/database", "/compile", "/compile/database/database"}};
+        const char* const rows[][3] = {
+            {".", "", "/database"},
+            {"database", "", "/database/database"},
+            {"compile", "/compile", "/compile/database"},
+            {"compile/database", "/compile", "/compile/database/database"}};
         const QString application = QCoreApplication::applicationDirPath();
         for (const auto& row : rows) {
-            ROW_COMPARE(row.directory, QDir(application).mkpath(row.directory), true);
+            ROW_COMPARE(row[0], QDir(application).mkpath(row[0]), true);
             const QString project = GetCompilePath().path(), file = GetDatabaseName();
-            QDir(application).rmpath(row.directory);
-            ROW_COMPARE(row.directory, project, application + row.project);
-            ROW_COMPARE(row.directory, file, application + row.file);
+            QDir(application).rmpath(row[0]);
+            ROW_COMPARE(row[0], project, application + row[1]);
+            ROW_COMPARE(row[0], file, application + row[2]);
         }
     }
 
     // Catches: a scan that runs off the text's start, and numbers off by one.
     void portNames()
     {
-        const struct
-        {
-            const char* name;
-            int port;
-        } rows[] = {{"COM1", 1000},
-                    {"COM10", 1009},
-                    {"PORT007", 1006},
-                    {"RS485-2", 1001},
-                    {"ETHERNET", 2000},
-                    {"ETHERNET7x", 2000},
-                    {"ethernet1", 1000},
-                    {"COM99999999999", 999},
-                    {"COM2147482648", 2147483647},
-                    {"COM2147482649", -1},
-                    {"COM", -1},
-                    {"12", -1},
-                    {"", -1}};
+        const char* const rows[][2] = {{"COM1", "1000"},
+                                       {"COM10", "1009"},
+                                       {"PORT007", "1006"},
+                                       {"RS485-2", "1001"},
+                                       {"ETHERNET", "2000"},
+                                       {"ETHERNET7x", "2000"},
+                                       {"ethernet1", "1000"},
+                                       {"COM99999999999", "999"},
+                                       {"COM2147482648", "2147483647"},
+                                       {"COM2147482649", "-1"},
+                                       {"COM", "-1"},
+                                       {"12", "-1"},
+                                       {"", "-1"}};
         for (const auto& row : rows)
-            ROW_COMPARE(row.name, DevStrToHmiPort(row.name), row.port);
+            ROW_COMPARE(row[0], DevStrToHmiPort(row[0]), row[1]);
         QCOMPARE(DevStrToHmiPort(QString("COM") + QChar(0x0663)), -1);
         QCOMPARE(DevStrToHmiPort(QString()), -1);
     }
@@ -249,8 +214,10 @@ private slots:
     void sleepsThroughSignals()
     {
         const int rows[] = {300, 1999};
+        std::signal(SIGALRM, countAlarm);
+        ring(1000);
         for (int milliseconds : rows) {
-            const Alarms ring;
+            alarms = 0;
             qint64 shortest = INT_MAX;
             // A busy machine may wake a sleeper late, but not each time.
             for (int run = 0; run < 3 && shortest >= milliseconds + 30; ++run) {
@@ -263,6 +230,7 @@ private slots:
             QVERIFY2(shortest < milliseconds + 30, QByteArray::number(shortest));
             QVERIFY2(alarms > 100, QByteArray::number(int(alarms)));
         }
+        ring(0);
     }
 
     // Catches: the time of day instead of the time since the start, and a wrong unit.
@@ -296,13 +264,6 @@ private slots:
         QCOMPARE(dumpByteArray(hex("41FF0A0042")),
                  QString::fromLatin1("(0X41 0Xff 0Xa 0X0 0X42 ) : A\xFF\n"));
         QCOMPARE(dumpByteArray(QByteArray::fromRawData("ABC", 2)), QString("(0X41 0X42 ) : AB"));
-    }
-
-    void cleanupTestCase()
-    {
-        QSqlDatabase::removeDatabase("project");
-        QSqlDatabase::removeDatabase("no tables");
-        QSqlDatabase::removeDatabase("no file");
     }
 
 private:

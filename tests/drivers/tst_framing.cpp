@@ -14,10 +14,7 @@ private slots:
     {
         // The checks come from a bitwise CRC outside this project; the messages named
         // after 1770-6.5.16 are that publication's own examples.
-        const struct
-        {
-            const char *name, *message, *frame;
-        } rows[] = {
+        const char* const rows[][3] = {
             {"nothing", "", "1002100340 01"},
             {"DLE counts once", "01000F001000A202", "100201000F00101000A2021003D3D0"},
             {"1770-6.5.16, diagnostic", "08090600020403", "10020809060002040310039848"},
@@ -25,11 +22,11 @@ private slots:
             {"check byte 10 is not doubled", "C0", "1002C010031001"},
         };
         for (const auto& row : rows) {
-            QByteArray packet = hex(row.message), packet2 = packet;
+            QByteArray packet = hex(row[1]), packet2 = packet;
             DF1ToDataLinkLayerPacket(packet);
-            ROW_COMPARE(row.name, packet, hex(row.frame));
+            ROW_COMPARE(row[0], packet, hex(row[2]));
             DF1ToDataLinkLayerPacket2(packet2);
-            ROW_COMPARE(row.name, packet2, hex(row.frame));
+            ROW_COMPARE(row[0], packet2, hex(row[2]));
         }
     }
 

@@ -13,17 +13,13 @@ private slots:
     // Catches: a wrong end of the prefix, and texts of the two kinds read differently.
     void prefixes()
     {
-        const struct
-        {
-            const char *text, *prefix;
-        } rows[] = {{"D100", "D"},      {"DM10A", "DM"}, {"_x1", "_x"},
-                    {"azAZ_", "azAZ_"}, {"Z[", "Z"},     {"a`", "a"},
-                    {"\xC4x", ""},      {"100", ""},     {"", ""}};
+        const char* const rows[][2] = {{"D100", "D"},      {"DM10A", "DM"}, {"_x1", "_x"},
+                                       {"azAZ_", "azAZ_"}, {"Z[", "Z"},     {"a`", "a"},
+                                       {"\xC4x", ""},      {"100", ""},     {"", ""}};
         for (const auto& row : rows) {
-            ROW_COMPARE(row.text, ExtractPrefixSymbol(QByteArray(row.text)),
-                        QByteArray(row.prefix));
-            ROW_COMPARE(row.text, ExtractPrefixSymbol(QString::fromLatin1(row.text)),
-                        QByteArray(row.prefix));
+            ROW_COMPARE(row[0], ExtractPrefixSymbol(QByteArray(row[0])), QByteArray(row[1]));
+            ROW_COMPARE(row[0], ExtractPrefixSymbol(QString::fromLatin1(row[0])),
+                        QByteArray(row[1]));
         }
     }
 
