@@ -1,8 +1,6 @@
 #include <QElapsedTimer>
 #include <QtTest>
 
-#include <climits>
-
 #include "drivers/micrologix/micrologix.h"
 #include "support/exchange.h"
 #include "support/rows.h"
@@ -11,67 +9,78 @@ class TestReads : public QObject
 {
     Q_OBJECT
 
+    /// Goes through requests, a comma between two, whose address belongs to a text that
+    /// ends in a colon.
+    static void refuses(const char* requests, const QString& text)
+    {
+        const QList<QByteArray> rows = QByteArray(requests).split(',');
+        for (const QByteArray& row : rows) {
+            DriverABMicroLogix driver;
+            ScriptedPort port;
+            port.retries = 2;
+            const QString address = text.endsWith(':') ? request(row).address : QString();
+            ROW_COMPARE(row, driver.read(&port, request(row)), QByteArray());
+            ROW_COMPARE(row, driver.hasError(), true);
+            ROW_COMPARE(row, driver.getLastError(), text + address);
+            ROW_COMPARE(row, port.calls.join(" "), "delay delay delay");
+            ROW_COMPARE(row, driver.getTNS(), 0);
+        }
+    }
+
 private slots:
     // Catches: a wrong size, file, element form or word, and data cut wrongly.
     void reads()
     {
         const char* const timers = "00A00A000500002014000700";
         const char* const bits = "00C010001400 010014000600";
-        const QByteArray ones = QByteArray(24, '\xFF').toHex(), most = QByteArray(246, 'a').toHex();
-        const struct
-        {
-            int type, count;
-            const char *address, *command, *data, *result; // the command from the size byte on
-        } rows[] = {
-            {2, 2, "N7:0", "0407890000", "01020304", "01020304"},
-            {2, 0, "N7:0", "0007890000", "", ""},
-            {1, 3, "N7:0", "0407890000", "01020304", "010203"},
-            {5, 1, "B3:9", "0203850900", "0102", "01"},
-            {3, 2, "N7:10", "0807890A00", "0102030405060708", "0102030405060708"},
-            {2, 2, "F8:0", "04088A0000", "0000803F", "0000803F"},
-            {2, 1, "F8:0", "04088A0000", "0000803F", "0000"},
-            {1, 5, "f8:0", "08088A0000", "0102030405060708", "0102030405"},
-            {3, 2, "F8:1", "08088A0100", "0000803F00000040", "0000803F00000040"},
-            {2, 1, "I:0", "0201830000", "0102", "0102"},
-            {2, 1, "O5:0", "0200820000", "0102", "0102"},
-            {2, 1, "O300:0", "0200820000", "0102", "0102"},
-            {2, 1, "N7:254", "020789FE00", "0102", "0102"},
-            {2, 1, "N7:255", "020789FFFF0000", "0102", "0102"},
-            {2, 1, "N7:65537", "0207890100", "0102", "0102"},
-            {2, 1, "L9:0", "02FF000000", "0102", "0102"},
-            {2, 2, "T4:300", "0C0486FF2C0100", timers, "00A00020"},
-            {2, 2, "t4:0.preset/3", "0C04860000", timers, "0A001400"},
-            {2, 2, "T4:0.DN", "0C04860000", timers, "05000700"},
-            {2, 1, "C5:1.ACC", "0605870100", "008005000300", "0300"},
-            {2, 1, "R6:0.LEN", "0606880000", "008005000300", "0500"},
-            {2, 1, "R6:0.PRE", "0606880000", "008005000300", "0300"},
-            {0, 1, "B3:0/5", "0203850000", "2000", "01"},
-            {6, 1, "N7:2/15", "0207890200", "0080", "0100"},
-            {0, 2, "B3:0/15", "0403850000", "00800100", "030000"},
-            {0, 16, "N7:10/3", "0407890A00", "F8FF0300", "FF7F00"},
-            {0, 1, "B3:0/300", "0603850000", "000000000010", "010000000000"}, // cut to 8 bits
-            {0, 0, "B3:0/0", "0003850000", "", ""},
-            {0, 1968, "N7:0/0", "F607890000", most, most},
-            {0, 4, "T4:0/14", "0C04860000", bits, "070000"},
-            {0, 3, "T4:0/DN", "1204860000", "002000000000 000000000000 00A000000000", "0500"},
-            {0, 1, "c5:0/cu", "0605870000", "008000000000", "0100"},
-            {0, 1, "R6:0/FD", "0606880000", "000100000000", "0100"},
-            {0, 4, "C5:0/XY", "1805870000", ones, "00"},
-            {0, 1, "T4:1.ACC/3", "0604860100", "000000000800", "01"},
-            {0, 1, "T4:1.PRE/20", "0C04860100", bits, "010000"},
-            {0, 1, "R6:0.LEN/0", "0606880000", "000001000000", "01"},
-            {0, 1, "R6:0.PRE/0", "0606880000", "000000000100", "01"},
+        const char* const ones = "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF";
+        // Words of the request, the command from its size byte on, data, result.
+        const char* const rows[][4] = {
+            {"2 2 N7:0", "0407890000", "01020304", "01020304"},
+            {"2 0 N7:0", "0007890000", "", ""},
+            {"1 3 N7:0", "0407890000", "01020304", "010203"},
+            {"5 1 B3:9", "0203850900", "0102", "01"},
+            {"3 2 N7:10", "0807890A00", "0102030405060708", "0102030405060708"},
+            {"2 2 F8:0", "04088A0000", "0000803F", "0000803F"},
+            {"2 1 F8:0", "04088A0000", "0000803F", "0000"},
+            {"1 5 f8:0", "08088A0000", "0102030405060708", "0102030405"},
+            {"3 2 F8:1", "08088A0100", "0000803F00000040", "0000803F00000040"},
+            {"2 1 I:0", "0201830000", "0102", "0102"},
+            {"2 1 O5:0", "0200820000", "0102", "0102"},
+            {"2 1 O300:0", "0200820000", "0102", "0102"},
+            {"2 1 N7:254", "020789FE00", "0102", "0102"},
+            {"2 1 N7:255", "020789FFFF0000", "0102", "0102"},
+            {"2 1 N7:65537", "0207890100", "0102", "0102"},
+            {"2 1 L9:0", "02FF000000", "0102", "0102"},
+            {"2 2 T4:300", "0C0486FF2C0100", timers, "00A00020"},
+            {"2 2 t4:0.preset/3", "0C04860000", timers, "0A001400"},
+            {"2 2 T4:0.DN", "0C04860000", timers, "05000700"},
+            {"2 1 C5:1.ACC", "0605870100", "008005000300", "0300"},
+            {"2 1 R6:0.LEN", "0606880000", "008005000300", "0500"},
+            {"2 1 R6:0.PRE", "0606880000", "008005000300", "0300"},
+            {"0 1 B3:0/5", "0203850000", "2000", "01"},
+            {"6 1 N7:2/15", "0207890200", "0080", "0100"},
+            {"0 2 B3:0/15", "0403850000", "00800100", "030000"},
+            {"0 16 N7:10/3", "0407890A00", "F8FF0300", "FF7F00"},
+            {"0 1 B3:0/300", "0603850000", "000000000010", "010000000000"}, // cut to 8 bits
+            {"0 0 B3:0/0", "0003850000", "", ""},
+            {"0 4 T4:0/14", "0C04860000", bits, "070000"},
+            {"0 3 T4:0/DN", "1204860000", "002000000000 000000000000 00A000000000", "0500"},
+            {"0 1 c5:0/cu", "0605870000", "008000000000", "0100"},
+            {"0 1 R6:0/FD", "0606880000", "000100000000", "0100"},
+            {"0 4 C5:0/XY", "1805870000", ones, "00"},
+            {"0 1 T4:1.ACC/3", "0604860100", "000000000800", "01"},
+            {"0 1 T4:1.PRE/20", "0C04860100", bits, "010000"},
+            {"0 1 R6:0.LEN/0", "0606880000", "000001000000", "01"},
+            {"0 1 R6:0.PRE/0", "0606880000", "000000000100", "01"},
         };
         for (const auto& row : rows) {
             DriverABMicroLogix driver;
             ScriptedPort port;
-            const CommunicatorCommand asked = request(row.type, row.count, row.address);
-            const QByteArray name = nameOf(asked);
-            port.answer(reply(1, hex(row.data)));
-            const QByteArray result = driver.read(&port, asked);
-            ROW_COMPARE(name, result, hex(row.result));
-            ROW_COMPARE(name, driver.hasError(), false);
-            ROW_COMPARE(name, port.sent.first(), requestFrame(1, hex("A2") + hex(row.command)));
+            port.answer(reply(1, hex(row[2])));
+            ROW_COMPARE(row[0], driver.read(&port, request(row[0])), hex(row[3]));
+            ROW_COMPARE(row[0], driver.hasError(), false);
+            ROW_COMPARE(row[0], port.sent.first(), requestFrame(1, hex("A2") + hex(row[1])));
         }
     }
 
@@ -79,84 +88,41 @@ private slots:
     // that goes out although it can't be carried.
     void refusesBeforeSending()
     {
-        const struct
-        {
-            int type, count;
-            const char *address, *text; // no text: the address is refused
-        } rows[] = {{2, 1, "N7", "invalid address format"},
-                    {2, 1, "N7:0/3", "invalid address format"},
-                    {2, 1, " N7:0", "invalid address format"},
-                    {2, 1, "", "invalid address format"},
-                    {3, 1, "F8:0.ACC", "invalid address format"},
-                    {0, 1, "N7:0", "invalid bit address format"},
-                    {0, 1, "T4:0/1a", "invalid bit address format"},
-                    {0, 2033, "B3:0/0", 0},
-                    {0, 657, "T4:0/16", 0},
-                    {0, 43, "T4:0/DN", 0},
-                    {0, INT_MAX, "T4:0.ACC/255", 0},
-                    {0, -1, "B3:0/5", 0},
-                    {2, 1, "N256:0", 0},
-                    {2, 1, "N99999999999999999999:0", 0},
-                    {0, 1, "T300:0/DN", 0},
-                    {2, 128, "N7:0", 0},
-                    {2, 43, "T4:0", 0},
-                    {2, 43, "T4:0.ACC", 0},
-                    {3, 64, "F8:0", 0},
-                    {3, 64, "N7:0", 0},
-                    {1, 255, "N7:0", 0},
-                    {2, INT_MIN, "N7:0", 0},
-                    {3, 0x40000000, "N7:0", 0},
-                    {2, INT_MIN, "F8:0", 0},
-                    {1, INT_MAX, "F8:0", 0},
-                    {1, -1, "N7:0", 0},
-                    {3, -1, "F8:0", 0}};
-        for (const auto& row : rows) {
-            DriverABMicroLogix driver;
-            ScriptedPort port;
-            const CommunicatorCommand asked = request(row.type, row.count, row.address);
-            const QByteArray name = nameOf(asked);
-            port.retries = 2;
-            const QString refused = QString("invalid address:") + row.address;
-            ROW_COMPARE(name, driver.read(&port, asked), QByteArray());
-            ROW_COMPARE(name, driver.hasError(), true);
-            ROW_COMPARE(name, driver.getLastError(), row.text != 0 ? row.text : refused);
-            ROW_COMPARE(name, port.calls.join(" "), "delay delay delay");
-            ROW_COMPARE(name, driver.getTNS(), 0);
-        }
+        refuses("2 1 N7,2 1 N7:0/3,2 1  N7:0,2 1 ,3 1 F8:0.ACC", "invalid address format");
+        refuses("0 1 N7:0,0 1 T4:0/1a", "invalid bit address format");
+        refuses("0 2033 B3:0/0,0 657 T4:0/16,0 43 T4:0/DN,0 2147483647 T4:0.ACC/255,0 -1 B3:0/5,"
+                "2 1 N256:0,2 1 N99999999999999999999:0,0 1 T300:0/DN,2 128 N7:0,2 43 T4:0,"
+                "2 43 T4:0.ACC,3 64 F8:0,3 64 N7:0,1 255 N7:0,2 -2147483648 N7:0,"
+                "3 1073741824 N7:0,2 -2147483648 F8:0,1 2147483647 F8:0,1 -1 N7:0,3 -1 F8:0",
+                "invalid address:");
     }
 
     // Catches: an unknown type read as something else, or retried.
     void hasNoReadForOtherTypes()
     {
-        const int types[] = {4, 7, -1};
-        for (int type : types) {
+        const char* const rows[] = {"4 1 N7:0", "7 1 N7:0", "-1 1 N7:0"};
+        for (const char* row : rows) {
             DriverABMicroLogix driver;
             driver.setCommError("earlier");
             ScriptedPort port;
             port.retries = 3;
-            ROW_COMPARE(QByteArray::number(type), driver.read(&port, request(type, 1, "N7:0")),
-                        QByteArray());
-            ROW_COMPARE(QByteArray::number(type), driver.hasError(), false);
-            ROW_COMPARE(QByteArray::number(type), port.calls.join(" "), "delay");
+            ROW_COMPARE(row, driver.read(&port, request(row)), QByteArray());
+            ROW_COMPARE(row, driver.hasError(), false);
+            ROW_COMPARE(row, port.calls.join(" "), "delay");
         }
     }
 
     // Catches: data of a plain file handed out under a name that only timers have.
     void refusesNamesOfPlainFiles()
     {
-        const struct
-        {
-            int type;
-            const char* address;
-        } rows[] = {{2, "N7:0.ACC"}, {0, "N7:0/DN"}, {0, "N7:0.ACC/1"}};
-        for (const auto& row : rows) {
+        const char* const rows[] = {"2 1 N7:0.ACC", "0 1 N7:0/DN", "0 1 N7:0.ACC/1"};
+        for (const char* row : rows) {
             DriverABMicroLogix driver;
             ScriptedPort port;
             port.answer(reply(1, hex("010203040506")));
-            ROW_COMPARE(row.address, driver.read(&port, request(row.type, 1, row.address)),
-                        QByteArray());
-            ROW_COMPARE(row.address, driver.getLastError(), "invalid bit address format");
-            ROW_COMPARE(row.address, port.sent.last(), hex("1006"));
+            ROW_COMPARE(row, driver.read(&port, request(row)), QByteArray());
+            ROW_COMPARE(row, driver.getLastError(), "invalid bit address format");
+            ROW_COMPARE(row, port.sent.last(), hex("1006"));
         }
     }
 
@@ -167,13 +133,14 @@ private slots:
         ScriptedPort port;
         const QByteArray largest(246, 'a');
         port.answer(reply(1, largest)).answer(reply(2, QByteArray(248, 'a')));
-        port.answer(reply(3, QByteArray(245, 'a') + '\x10'));
+        port.answer(reply(3, QByteArray(245, 'a') + '\x10')).answer(reply(4, largest));
         QCOMPARE(driver.read(&port, request(2, 123, "N7:0")), largest);
         QVERIFY(driver.read(&port, request(2, 124, "N7:0")).isEmpty());
         QCOMPARE(driver.getLastError(), QString("packet loss"));
         QCOMPARE(port.calls.last(), QString("receive 6: 00014f000200"));
         QVERIFY(driver.read(&port, request(2, 123, "N7:0")).isEmpty());
         QCOMPARE(driver.getLastError(), QString("read N7:0:response CRC error"));
+        QCOMPARE(driver.read(&port, request("0 1968 N7:0/0")), largest);
     }
 
     // Catches: an attempt too many or too few, a transaction number used twice, a

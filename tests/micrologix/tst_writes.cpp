@@ -8,119 +8,101 @@ class TestWrites : public QObject
 {
     Q_OBJECT
 
+    /// Goes through requests, a comma between two, each with as many bytes as it counts;
+    /// its address belongs to a text that ends in a colon.
+    static void refuses(const char* requests, const QString& text)
+    {
+        const QList<QByteArray> rows = QByteArray(requests).split(',');
+        for (const QByteArray& row : rows) {
+            DriverABMicroLogix driver;
+            ScriptedPort port;
+            port.retries = 2;
+            const QString address = text.endsWith(':') ? request(row).address : QString();
+            const QByteArray data(request(row).count, '\x01');
+            ROW_COMPARE(row, driver.write(&port, request(row), data), false);
+            ROW_COMPARE(row, driver.hasError(), true);
+            ROW_COMPARE(row, driver.getLastError(), text + address);
+            ROW_COMPARE(row, port.calls.join(" "), "delay delay delay");
+        }
+    }
+
 private slots:
     // Catches: a write that reaches another element, word or bit, or other data.
     void writes()
     {
-        const QByteArray many(255, 'a');
-        const struct
-        {
-            int type;
-            const char* address;
-            QByteArray data;
-            const char* commands; // from the function code on, a comma between two
-        } rows[] = {
+        // Words of the request, data, commands from the function code on.
+        const char* const rows[][3] = {
             // Bits: AB, size 2, file, type, element, sub-element, mask, value.
-            {0, "B3:2/5", hex("01"), "AB0203850200 2000 2000"},
-            {0, "B3:2/5", hex("00"), "AB0203850200 2000 0000"},
-            {0, "B3:2/5", hex("0200"), "AB0203850200 2000 2000"},
-            {0, "B3:2/5", hex(""), "AB0203850200 2000 0000"},
-            {0, "T10:1/DN", hex("01"), "AB020A860100 0020 0020"},
-            {0, "c5:0/cu", hex("01"), "AB0205870000 0080 0080"},
-            {0, "R6:0/FD", hex("01"), "AB0206880000 0001 0001"},
-            {0, "T4:0.ACC/3", hex("01"), "AB0204860002 0800 0800"},
-            {0, "B3:0/18", hex("01"), "AB0203850100 0400 0400"},
-            {0, "T4:0/29", hex("01"), "AB0204860100 0020 0020"},
-            {0, "T4:0.ACC/20", hex("01"), "AB0204860102 1000 1000"},
-            {0, "N7:65520/255", hex("01"), "AB020789FFFFFF00 0080 0080"},
-            {0, "B3:0/256", hex("01"), "AB0203850000 0100 0100"}, // cut to 8 bits
+            {"0 1 B3:2/5", "01", "AB0203850200 2000 2000"},
+            {"0 1 B3:2/5", "00", "AB0203850200 2000 0000"},
+            {"0 1 B3:2/5", "0200", "AB0203850200 2000 2000"},
+            {"0 1 B3:2/5", "", "AB0203850200 2000 0000"},
+            {"0 1 T10:1/DN", "01", "AB020A860100 0020 0020"},
+            {"0 1 c5:0/cu", "01", "AB0205870000 0080 0080"},
+            {"0 1 R6:0/FD", "01", "AB0206880000 0001 0001"},
+            {"0 1 T4:0.ACC/3", "01", "AB0204860002 0800 0800"},
+            {"0 1 B3:0/18", "01", "AB0203850100 0400 0400"},
+            {"0 1 T4:0/29", "01", "AB0204860100 0020 0020"},
+            {"0 1 T4:0.ACC/20", "01", "AB0204860102 1000 1000"},
+            {"0 1 N7:65520/255", "01", "AB020789FFFFFF00 0080 0080"},
+            {"0 1 B3:0/256", "01", "AB0203850000 0100 0100"}, // cut to 8 bits
             // Words: AA, size, file, type, element, sub-element, data.
-            {2, "N7:0", hex("34127856"), "AA0407890000 34127856"},
-            {1, "N7:0", hex("010203"), "AA0307890000 010203"},
-            {3, "F8:1", hex("0000803F"), "AA04088A0100 0000803F"},
-            {5, "N7:300", hex(""), "AA000789FF2C0100"},
-            {1, "T4:0", hex("010203"), "AA0204860000 0102, AA0204860100 0300"},
-            {2, "C5:2", hex("01020304"), "AA0205870200 0102, AA0205870300 0304"},
-            {2, "T4:65535", hex("01020304"), "AA020486FFFFFF00 0102, AA0204860000 0304"},
-            {2, "T4:0", hex(""), ""},
-            {2, "T4:0.ACC", hex("01020304"), "AA0204860002 0102, AA0204860102 0304"},
-            {2, "R6:1.LEN", hex("0102"), "AA0206880101 0102"},
-            {2, "T4:0.PRE/3", hex("0102"), "AA0204860001 0102"},
-            {2, "T4:0.XYZ", hex("0102"), "AA02048600FF 0102"},
-            {2, "T4:0.ACC", hex(""), ""},
+            {"2 1 N7:0", "34127856", "AA0407890000 34127856"},
+            {"1 1 N7:0", "010203", "AA0307890000 010203"},
+            {"3 1 F8:1", "0000803F", "AA04088A0100 0000803F"},
+            {"5 1 N7:300", "", "AA000789FF2C0100"},
+            {"1 1 T4:0", "010203", "AA0204860000 0102, AA0204860100 0300"},
+            {"2 1 C5:2", "01020304", "AA0205870200 0102, AA0205870300 0304"},
+            {"2 1 T4:65535", "01020304", "AA020486FFFFFF00 0102, AA0204860000 0304"},
+            {"2 1 T4:0", "", ""},
+            {"2 1 T4:0.ACC", "01020304", "AA0204860002 0102, AA0204860102 0304"},
+            {"2 1 R6:1.LEN", "0102", "AA0206880101 0102"},
+            {"2 1 T4:0.PRE/3", "0102", "AA0204860001 0102"},
+            {"2 1 T4:0.XYZ", "0102", "AA02048600FF 0102"},
+            {"2 1 T4:0.ACC", "", ""},
         };
         for (const auto& row : rows) {
             DriverABMicroLogix driver;
             ScriptedPort port;
-            const QByteArray name = row.address + (" " + row.data.toHex());
-            QList<QByteArray> expected;
-            const QList<QByteArray> commands = QByteArray(row.commands).split(',');
-            for (int tns = 1; tns <= commands.size() && *row.commands != '\0'; ++tns) {
+            QList<QByteArray> commands = QByteArray(row[2]).split(','), expected;
+            commands.removeAll("");
+            for (int tns = 1; tns <= commands.size(); ++tns) {
                 port.answer(reply(tns));
-                expected << requestFrame(tns, QByteArray::fromHex(commands.at(tns - 1)))
-                         << hex("1006");
+                expected << requestFrame(tns, hex(commands.at(tns - 1))) << hex("1006");
             }
-            const bool done = driver.write(&port, request(row.type, 1, row.address), row.data);
-            ROW_COMPARE(name, done && !driver.hasError(), true);
-            ROW_COMPARE(name, joined(port.sent), joined(expected));
+            ROW_COMPARE(row[0], driver.write(&port, request(row[0]), hex(row[1])), true);
+            ROW_COMPARE(row[0], driver.hasError(), false);
+            ROW_COMPARE(row[0], joined(port.sent), joined(expected));
         }
         DriverABMicroLogix driver;
         ScriptedPort port;
         port.answer(reply(1));
-        QVERIFY(driver.write(&port, request(5, 1, "N7:0"), many));
+        const QByteArray many(255, 'a');
+        QVERIFY(driver.write(&port, request("5 1 N7:0"), many));
         QCOMPARE(port.sent.first(), requestFrame(1, hex("AAFF07890000") + many));
     }
 
     // Catches: a write that goes out although it would land somewhere else.
     void refusesBeforeSending()
     {
-        const char* const format = "invalid bit address format";
-        const struct
-        {
-            int type;
-            const char* address;
-            int size;
-            const char* text;
-        } rows[] = {
-            {0, "N7:0", 1, format},
-            {0, "T4:0/1a", 1, format},
-            {2, "N7", 2, format},
-            {2, "N7:0/3", 2, format},
-            {2, "", 2, format},
-            {0, "N7:0/DN", 1, "invalid address:N7:0/DN"},
-            {0, "C5:0/XY", 1, "invalid address:C5:0/XY"},
-            {0, "R6:0/XY", 1, "invalid address:R6:0/XY"},
-            {0, "B3:65535/16", 1, "invalid address:B3:65535/16"},
-            {5, "N7:0", 256, "invalid address:N7:0"},
-            {2, "N256:0", 2, "invalid address:N256:0"},
-            {0, "B300:0/1", 1, "invalid address:B300:0/1"},
-            {2, "T256:0.ACC", 2, "invalid address:T256:0.ACC"},
-        };
-        for (const auto& row : rows) {
-            DriverABMicroLogix driver;
-            ScriptedPort port;
-            port.retries = 2;
-            const QByteArray data(row.size, '\x01');
-            ROW_COMPARE(row.address, driver.write(&port, request(row.type, 1, row.address), data),
-                        false);
-            ROW_COMPARE(row.address, driver.hasError(), true);
-            ROW_COMPARE(row.address, driver.getLastError(), row.text);
-            ROW_COMPARE(row.address, port.calls.join(" "), "delay delay delay");
-        }
+        refuses("0 1 N7:0,0 1 T4:0/1a,2 2 N7,2 2 N7:0/3,2 2 ", "invalid bit address format");
+        refuses("0 1 N7:0/DN,0 1 C5:0/XY,0 1 R6:0/XY,0 1 B3:65535/16,5 256 N7:0,2 2 N256:0,"
+                "0 1 B300:0/1,2 2 T256:0.ACC",
+                "invalid address:");
     }
 
     // Catches: an unknown type written as something else, or retried.
     void hasNoWriteForOtherTypes()
     {
-        const int types[] = {4, 6, 7, -1};
-        for (int type : types) {
+        const char* const rows[] = {"4 1 N7:0", "6 1 N7:0", "7 1 N7:0", "-1 1 N7:0"};
+        for (const char* row : rows) {
             DriverABMicroLogix driver;
             driver.setCommError("earlier");
             ScriptedPort port;
             port.retries = 3;
-            const bool done = driver.write(&port, request(type, 1, "N7:0"), hex("0100"));
-            ROW_COMPARE(QByteArray::number(type), done || driver.hasError(), false);
-            ROW_COMPARE(QByteArray::number(type), port.calls.join(" "), "delay");
+            ROW_COMPARE(row, driver.write(&port, request(row), hex("0100")), false);
+            ROW_COMPARE(row, driver.hasError(), false);
+            ROW_COMPARE(row, port.calls.join(" "), "delay");
         }
     }
 

@@ -29,13 +29,6 @@ inline QByteArray damaged(QByteArray frame)
     return frame;
 }
 
-/// A request's type, count and address, to name a row by.
-inline QByteArray nameOf(const CommunicatorCommand& command)
-{
-    return QByteArray::number(command.type) + ", " + QByteArray::number(command.count) + ", "
-           + command.address.toLatin1();
-}
-
 /// Hexadecimal digits of what was sent, a comma between two pieces.
 inline QByteArray joined(const QList<QByteArray>& pieces)
 {
