@@ -13,12 +13,58 @@ class TestPlugin : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void givesOneInstanceUntilItIsDeleted();
-    void createsOneObjectPerCall();
-    void carriesTheVerificationText();
-    void loadsThroughQt();
+    // RTLD_NOW: an undefined symbol shows here instead of killing a host later.
+    void initTestCase()
+    {
+        m_library = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
+        QVERIFY2(m_library != nullptr, dlerror());
+    }
+
+    void cleanupTestCase() { QCOMPARE(dlclose(m_library), 0); }
+
+    // Catches: a second instance beside the first, and a dangling one after delete.
+    void givesOneInstanceUntilItIsDeleted()
+    {
+        auto* const instance = symbol<QObject*()>("qt_plugin_instance");
+        QVERIFY(instance != nullptr);
+        const QPointer<QObject> first = instance();
+        QCOMPARE(instance(), first.data());
+        QCOMPARE(first->metaObject()->className(), "DriverABMicroLogix");
+
+        delete first;
+        QVERIFY(first.isNull());
+        const std::unique_ptr<QObject> second(instance());
+        auto* const driver = qobject_cast<DriverInterface*>(second.get());
+        QVERIFY(driver != nullptr && driver->getThisObject() == second.get());
+    }
+
+    // Catches: CreateDriver handing out the shared instance, a verification text that
+    // a panel's loader would refuse.
+    void carriesTheEntryPointsOfPanels()
+    {
+        auto* const create = symbol<DriverInterface*()>("CreateDriver");
+        QVERIFY(create != nullptr);
+        const std::unique_ptr<DriverInterface> first(create()), second(create());
+        QVERIFY(first != second);
+        QCOMPARE(first->name(), QString("MicroLogix DF1 RS232"));
+
+        auto* const text = symbol<const char*()>("qt_plugin_query_verification_data");
+        QVERIFY(text != nullptr);
+        QCOMPARE(text(), "pattern=QT_PLUGIN_VERIFICATION_DATA\n"
+                         "version=" VERIFICATION_VERSION "\n"
+                         "debug=false\n"
+                         "buildkey=" VERIFICATION_BUILD_KEY);
+    }
+
+    // Catches: plugin metadata lost together with the symbol that is hidden.
+    void loadsThroughQt()
+    {
+        QPluginLoader loader(PLUGIN_FILE);
+        auto* const driver = qobject_cast<DriverInterface*>(loader.instance());
+        QVERIFY2(driver != nullptr, qPrintable(loader.errorString()));
+        QCOMPARE(driver->getVersionNumber(), QString("1.0.0"));
+        QVERIFY(loader.unload());
+    }
 
 private:
     template <typename Function>
@@ -29,67 +75,6 @@ private:
 
     void* m_library = nullptr;
 };
-
-// RTLD_NOW: an undefined symbol shows here instead of killing a host later.
-void TestPlugin::initTestCase()
-{
-    m_library = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
-    QVERIFY2(m_library != nullptr, dlerror());
-}
-
-void TestPlugin::cleanupTestCase()
-{
-    QCOMPARE(dlclose(m_library), 0);
-}
-
-// Catches: a second instance beside the first, and a dangling one after delete.
-void TestPlugin::givesOneInstanceUntilItIsDeleted()
-{
-    auto* const instance = symbol<QObject*()>("qt_plugin_instance");
-    QVERIFY(instance != nullptr);
-    const QPointer<QObject> first = instance();
-    QCOMPARE(instance(), first.data());
-    QCOMPARE(first->metaObject()->className(), "DriverABMicroLogix");
-
-    delete first;
-    QVERIFY(first.isNull());
-    const std::unique_ptr<QObject> second(instance());
-    auto* const driver = qobject_cast<DriverInterface*>(second.get());
-    QVERIFY(driver != nullptr);
-    QCOMPARE(driver->getThisObject(), second.get());
-}
-
-// Catches: CreateDriver handing out the shared instance.
-void TestPlugin::createsOneObjectPerCall()
-{
-    auto* const create = symbol<DriverInterface*()>("CreateDriver");
-    QVERIFY(create != nullptr);
-    const std::unique_ptr<DriverInterface> first(create());
-    const std::unique_ptr<DriverInterface> second(create());
-    QVERIFY(first != second);
-    QCOMPARE(first->name(), QString("MicroLogix DF1 RS232"));
-}
-
-// Catches: a text that a panel's loader would refuse.
-void TestPlugin::carriesTheVerificationText()
-{
-    auto* const text = symbol<const char*()>("qt_plugin_query_verification_data");
-    QVERIFY(text != nullptr);
-    QCOMPARE(text(), "pattern=QT_PLUGIN_VERIFICATION_DATA\n"
-                     "version=" VERIFICATION_VERSION "\n"
-                     "debug=false\n"
-                     "buildkey=" VERIFICATION_BUILD_KEY);
-}
-
-// Catches: plugin metadata lost together with the symbol that is hidden.
-void TestPlugin::loadsThroughQt()
-{
-    QPluginLoader loader(PLUGIN_FILE);
-    auto* const driver = qobject_cast<DriverInterface*>(loader.instance());
-    QVERIFY2(driver != nullptr, qPrintable(loader.errorString()));
-    QCOMPARE(driver->getVersionNumber(), QString("1.0.0"));
-    QVERIFY(loader.unload());
-}
 
 QTEST_GUILESS_MAIN(TestPlugin)
 #include "tst_plugin.moc"

@@ -36,11 +36,17 @@ reads() {
     "$stage/bin/df1" read N7:0 | grep -Eq '^N7:0 +500 '
 }
 
+# The settings' defaults, which panels in the field compare with.
+verifies() {
+    "$stage/bin/df1" info --json | grep -Fq 'version=4.8.6\ndebug=false\nbuildkey=arm linux g++-4 no-pkg-config'
+}
+
 stage=$work/stage
 check "installing" cmake --install "$build" --prefix "$stage"
 check "a program built through find_package" with_cmake
 check "a program built through pkg-config" with_pkg_config
 check "the installed df1 reads" reads
+check "the installed plugin carries the default verification text" verifies
 check "packing" env -C "$build" cpack -B "$work/packages"
 if command -v lintian >/dev/null; then
     check "lintian" lintian --allow-root --fail-on error "$work"/packages/*.deb

@@ -11,3 +11,12 @@ inline CommunicatorCommand request(int type, int count, const QString& address)
     command.address = address;
     return command;
 }
+
+/// A request from its words "type count address".
+inline CommunicatorCommand request(const QByteArray& words)
+{
+    const int count = words.indexOf(' ') + 1;
+    const int address = words.indexOf(' ', count) + 1;
+    return request(words.left(count - 1).toInt(), words.mid(count, address - count - 1).toInt(),
+                   QString::fromLatin1(words.mid(address)));
+}
