@@ -1,3 +1,4 @@
+#include "simulator/elementbits.h"
 #include "simulator/models.h"
 
 #include <random>
@@ -5,13 +6,6 @@
 namespace simulator {
 
 namespace {
-
-// The bits of a control word, as ladder programs name them.
-constexpr quint16 bitEN = 1 << 15; // timer, control: enabled
-constexpr quint16 bitTT = 1 << 14; // timer: timing
-constexpr quint16 bitCU = 1 << 15; // counter: count-up rung is true
-constexpr quint16 bitCD = 1 << 14; // counter: count-down rung is true
-constexpr quint16 bitDN = 1 << 13; // done
 
 class Filler
 {
@@ -100,10 +94,10 @@ private:
                 setElement(file, element, 0, preset, 0);
                 break;
             case 1:
-                setElement(file, element, bitEN | bitTT, preset, between(0, preset - 1));
+                setElement(file, element, timer::EN | timer::TT, preset, between(0, preset - 1));
                 break;
             default:
-                setElement(file, element, bitEN | bitDN, preset, preset);
+                setElement(file, element, timer::EN | timer::DN, preset, preset);
                 break;
             }
         }
@@ -114,8 +108,9 @@ private:
         for (int element = 0; element < file.elements(); ++element) {
             const int preset = between(5, 500);
             const int count = between(0, 3) == 0 ? preset : between(0, preset);
-            const int done = count >= preset ? bitDN : 0;
-            setElement(file, element, chance(bitCU) | chance(bitCD) | done, preset, count);
+            const int done = count >= preset ? counter::DN : 0;
+            setElement(file, element, chance(counter::CU) | chance(counter::CD) | done, preset,
+                       count);
         }
     }
 
@@ -124,8 +119,8 @@ private:
         for (int element = 0; element < file.elements(); ++element) {
             const int length = between(4, 32);
             const int position = between(0, 3) == 0 ? length : between(0, length);
-            const int done = position >= length ? bitDN : 0;
-            setElement(file, element, chance(bitEN) | done, length, position);
+            const int done = position >= length ? control::DN : 0;
+            setElement(file, element, chance(control::EN) | done, length, position);
         }
     }
 
