@@ -15,8 +15,8 @@ inline CommunicatorCommand request(int type, int count, const QString& address)
 /// A request from its words "type count address".
 inline CommunicatorCommand request(const QByteArray& words)
 {
-    const int count = words.indexOf(' ') + 1;
-    const int address = words.indexOf(' ', count) + 1;
+    const int count = static_cast<int>(words.indexOf(' ')) + 1;
+    const int address = static_cast<int>(words.indexOf(' ', count)) + 1;
     return request(words.left(count - 1).toInt(), words.mid(count, address - count - 1).toInt(),
                    QString::fromLatin1(words.mid(address)));
 }
