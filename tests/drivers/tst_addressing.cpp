@@ -32,19 +32,16 @@ private slots:
     // got a type by accident.
     void fileNames()
     {
-        const struct
-        {
-            const char* name;
-            int type, number;
-        } rows[] = {{"O5", 0x82, 0},    {"I9", 0x83, 1},           {"i", 0x83, 1},
-                    {"S", 0x84, 0},     {"ST9", 0x84, 0},          {"b003", 0x85, 3},
-                    {"T4", 0x86, 4},    {"C5", 0x87, 5},           {"R6", 0x88, 6},
-                    {"N7", 0x89, 7},    {"F8", 0x8A, 8},           {"N255", 0x89, 255},
-                    {"N300", 0x89, 44}, {"N99999999999", 0x89, 0}, {"L9", 0, 255},
-                    {"", 0, 255},       {"\xCEx", 0, 255}};
+        // Type and number.
+        const char* const rows[][2] = {{"O5", "8200"},   {"I9", "8301"},           {"i", "8301"},
+                                       {"S", "8400"},    {"ST9", "8400"},          {"b003", "8503"},
+                                       {"T4", "8604"},   {"C5", "8705"},           {"R6", "8806"},
+                                       {"N7", "8907"},   {"F8", "8A08"},           {"N255", "89FF"},
+                                       {"N300", "892C"}, {"N99999999999", "8900"}, {"L9", "00FF"},
+                                       {"", "00FF"},     {"\xCEx", "00FF"}};
         for (const auto& row : rows) {
-            ROW_COMPARE(row.name, DF1GetFileType(row.name), row.type);
-            ROW_COMPARE(row.name, DF1GetFileNo(row.name), row.number);
+            const unsigned char found[] = {DF1GetFileType(row[0]), DF1GetFileNo(row[0])};
+            ROW_COMPARE(row[0], QByteArray(reinterpret_cast<const char*>(found), 2), hex(row[1]));
         }
         int known = 0;
         for (int letter = 0; letter < 256; ++letter)
@@ -56,25 +53,25 @@ private slots:
     // named, a name half compared.
     void mnemonics()
     {
-        const struct
-        {
-            const char* name;
-            int timer, counter, control, word;
-        } rows[] = {{"EN", 15, -1, 15, 255}, {"enable", 15, -1, 15, 255}, {"E", 13, -1, 11, 255},
-                    {"eu", 13, -1, 14, 255}, {"Em", 13, -1, 12, 255},     {"ER", 13, -1, 11, 255},
-                    {"tT", 14, -1, -1, 255}, {"T", 13, -1, -1, 255},      {"dn", 13, 13, 13, 255},
-                    {"cu", 13, 15, -1, 255}, {"CD", 13, 14, -1, 255},     {"C", 13, 14, -1, 255},
-                    {"ov", 13, 12, -1, 255}, {"Un", 13, 11, 10, 255},     {"UA", 13, 10, 10, 255},
-                    {"u", 13, 10, 10, 255},  {"in", 13, -1, 9, 255},      {"fd", 13, -1, 8, 255},
-                    {"XY", 13, -1, -1, 255}, {"", 13, -1, -1, 255},       {"preset", 13, -1, -1, 1},
-                    {"Len", 13, -1, -1, 1},  {"ACC", 13, -1, -1, 2},      {"pos", 13, -1, -1, 2},
-                    {"PR", 13, -1, -1, 255}, {"ACX", 13, -1, -1, 255}};
-        for (const auto& row : rows) {
-            ROW_COMPARE(row.name, DF1GetT4MnemonicBitNum(row.name), row.timer);
-            ROW_COMPARE(row.name, DF1GetC5MnemonicBitNum(row.name), row.counter);
-            ROW_COMPARE(row.name, DF1GetR6MnemonicBitNum(row.name), row.control);
-            ROW_COMPARE(row.name, DF1WordNameToSubElementNo(row.name), row.word);
-        }
+        // Bits of a timer, a counter and a control, word.
+        const char* const rows[][2] = {
+            {"EN", "15 -1 15 255"}, {"enable", "15 -1 15 255"}, {"E", "13 -1 11 255"},
+            {"eu", "13 -1 14 255"}, {"Em", "13 -1 12 255"},     {"ER", "13 -1 11 255"},
+            {"tT", "14 -1 -1 255"}, {"T", "13 -1 -1 255"},      {"dn", "13 13 13 255"},
+            {"cu", "13 15 -1 255"}, {"CD", "13 14 -1 255"},     {"C", "13 14 -1 255"},
+            {"ov", "13 12 -1 255"}, {"Un", "13 11 10 255"},     {"UA", "13 10 10 255"},
+            {"u", "13 10 10 255"},  {"in", "13 -1 9 255"},      {"fd", "13 -1 8 255"},
+            {"XY", "13 -1 -1 255"}, {"", "13 -1 -1 255"},       {"preset", "13 -1 -1 1"},
+            {"Len", "13 -1 -1 1"},  {"acc", "13 -1 -1 2"},      {"pos", "13 -1 -1 2"},
+            {"PR", "13 -1 -1 255"}, {"ACX", "13 -1 -1 255"}};
+        for (const auto& row : rows)
+            ROW_COMPARE(row[0],
+                        QString("%1 %2 %3 %4")
+                            .arg(DF1GetT4MnemonicBitNum(row[0]))
+                            .arg(DF1GetC5MnemonicBitNum(row[0]))
+                            .arg(DF1GetR6MnemonicBitNum(row[0]))
+                            .arg(int(DF1WordNameToSubElementNo(row[0]))),
+                        row[1]);
     }
 
     // Catches: a result of another length, an image read, or memory taken, for bits

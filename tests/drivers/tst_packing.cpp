@@ -22,26 +22,6 @@ QByteArray modelOf(char letter, quint32 value)
     return bytes;
 }
 
-/// Packs by the twins that take a va_list.
-int packByTwins(QByteArray* packed, unsigned char* buffer, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    *packed = VByteArrayPack(format, arguments);
-    const int length = VDataPack(buffer, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
-int unpackByTwin(const unsigned char* buffer, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = VDataUnpack(buffer, format, arguments);
-    va_end(arguments);
-    return length;
-}
-
 /// Packs "C", the field and "n" both ways, and unpacks them again.
 template <typename Argument>
 void checkField(const QByteArray& field, Argument argument, const QByteArray& elements,
@@ -70,27 +50,6 @@ class TestPacking : public QObject
     Q_OBJECT
 
 private slots:
-    // Catches: fields in another order than the commands', by the twins.
-    void goldenFrames()
-    {
-        const QByteArray range = hex("01020F003412 01 0500 0A00 0709");
-        QByteArray buffer(13, '\x55'), packed;
-        QCOMPARE(packByTwins(&packed, bytesOf(buffer), "CCCCvCvvCC", 1, 2, 15, 0, 0x1234, 1, 5, 10,
-                             7, 9),
-                 13);
-        QCOMPARE(buffer, range);
-        QCOMPARE(packed, range);
-
-        const QByteArray reply = hex("1002 1002010F4F 00 3412");
-        unsigned char f[5] = {0};
-        unsigned short transaction = 0;
-        QCOMPARE(
-            unpackByTwin(bytesOf(reply), "xxCCCCCxv", f, f + 1, f + 2, f + 3, f + 4, &transaction),
-            10);
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(f), 5), reply.mid(2, 5));
-        QCOMPARE(int(transaction), 0x1234);
-    }
-
     // Catches: a wrong width or order, a lost truncation, an argument too many or too
     // few, a sign extended into the neighbour of a variable; a count that is off by
     // one, read by its last digit, or sticks to the field behind it.

@@ -70,6 +70,8 @@ private slots:
             {"100000002", 9, 2}, {"", 4, 0},      {"1", 0, 0},      {"1", -1, 0}};
         for (const auto& row : rows)
             ROW_COMPARE(row.text, HexToUInt(row.text, row.maxLength), row.value);
+        const char zero = '0'; // nothing behind it, for the address sanitizer
+        QCOMPARE(HexToUInt(&zero, 1), 0u);
     }
 };
 

@@ -97,26 +97,21 @@ private slots:
     // Catches: a size rule or a predicate tied to the wrong type code.
     void requestRecords()
     {
-        const struct
-        {
-            int type, count, size;
-            const char* predicate;
-        } rows[] = {{0, 0, 1, "10000"},           {0, 8, 1, "10000"},  {0, 9, 2, "10000"},
-                    {0, -1, 0x20000000, "10000"}, {1, 3, 3, "01000"},  {2, 3, 6, "00100"},
-                    {3, 3, 12, "00010"},          {4, 3, 24, "00000"}, {5, 3, 3, "00001"},
-                    {6, 9, 1, "00000"},           {7, 9, 1, "00000"},  {-1, 9, 1, "00000"}};
+        // Type, count and size; then the position of the type's predicate.
+        const int rows[][4] = {{0, 0, 1, 0}, {0, 8, 1, 0},  {0, 9, 2, 0},  {0, -1, 0x20000000, 0},
+                               {1, 3, 3, 1}, {2, 3, 6, 2},  {3, 3, 12, 3}, {4, 3, 24, -1},
+                               {5, 3, 3, 4}, {6, 9, 1, -1}, {7, 9, 1, -1}, {-1, 9, 1, -1}};
         for (const auto& row : rows) {
-            const QByteArray name =
-                QByteArray::number(row.count) + " of type " + QByteArray::number(row.type);
+            const QByteArray name = "type " + QByteArray::number(row[0]);
             CommunicatorCommand c;
             ROW_COMPARE(name, c.type == 0 && c.count == 0 && c.address.isNull(), true);
-            c.type = row.type;
-            c.count = row.count;
-            ROW_COMPARE(name, c.getDataSize(), row.size);
+            c.type = row[0];
+            c.count = row[1];
+            ROW_COMPARE(name, c.getDataSize(), row[2]);
             const bool is[] = {isBitCommand(c), isByteCommand(c), isWordCommand(c),
                                isDoubleWordCommand(c), isBlockCommand(c)};
             for (int i = 0; i < 5; ++i)
-                ROW_COMPARE(name, is[i], row.predicate[i] == '1');
+                ROW_COMPARE(name, is[i], i == row[3]);
         }
         QVERIFY(!getBitData("\xFE") && getBitData("\x01") && !getBitData(QByteArray()));
     }

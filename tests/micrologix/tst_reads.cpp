@@ -1,31 +1,11 @@
 #include <QElapsedTimer>
 #include <QtTest>
 
-#include "drivers/micrologix/micrologix.h"
 #include "support/exchange.h"
-#include "support/rows.h"
 
 class TestReads : public QObject
 {
     Q_OBJECT
-
-    /// Goes through requests, a comma between two, whose address belongs to a text that
-    /// ends in a colon.
-    static void refuses(const char* requests, const QString& text)
-    {
-        const QList<QByteArray> rows = QByteArray(requests).split(',');
-        for (const QByteArray& row : rows) {
-            DriverABMicroLogix driver;
-            ScriptedPort port;
-            port.retries = 2;
-            const QString address = text.endsWith(':') ? request(row).address : QString();
-            ROW_COMPARE(row, driver.read(&port, request(row)), QByteArray());
-            ROW_COMPARE(row, driver.hasError(), true);
-            ROW_COMPARE(row, driver.getLastError(), text + address);
-            ROW_COMPARE(row, port.calls.join(" "), "delay delay delay");
-            ROW_COMPARE(row, driver.getTNS(), 0);
-        }
-    }
 
 private slots:
     // Catches: a wrong size, file, element form or word, and data cut wrongly.
@@ -88,28 +68,17 @@ private slots:
     // that goes out although it can't be carried.
     void refusesBeforeSending()
     {
-        refuses("2 1 N7,2 1 N7:0/3,2 1  N7:0,2 1 ,3 1 F8:0.ACC", "invalid address format");
-        refuses("0 1 N7:0,0 1 T4:0/1a", "invalid bit address format");
-        refuses("0 2033 B3:0/0,0 657 T4:0/16,0 43 T4:0/DN,0 2147483647 T4:0.ACC/255,0 -1 B3:0/5,"
-                "2 1 N256:0,2 1 N99999999999999999999:0,0 1 T300:0/DN,2 128 N7:0,2 43 T4:0,"
-                "2 43 T4:0.ACC,3 64 F8:0,3 64 N7:0,1 255 N7:0,2 -2147483648 N7:0,"
-                "3 1073741824 N7:0,2 -2147483648 F8:0,1 2147483647 F8:0,1 -1 N7:0,3 -1 F8:0",
-                "invalid address:");
-    }
-
-    // Catches: an unknown type read as something else, or retried.
-    void hasNoReadForOtherTypes()
-    {
-        const char* const rows[] = {"4 1 N7:0", "7 1 N7:0", "-1 1 N7:0"};
-        for (const char* row : rows) {
-            DriverABMicroLogix driver;
-            driver.setCommError("earlier");
-            ScriptedPort port;
-            port.retries = 3;
-            ROW_COMPARE(row, driver.read(&port, request(row)), QByteArray());
-            ROW_COMPARE(row, driver.hasError(), false);
-            ROW_COMPARE(row, port.calls.join(" "), "delay");
-        }
+        checkRefusals(false, "2 1 N7,2 1 N7:0/3,2 1  N7:0,2 1 ,3 1 F8:0.ACC",
+                      "invalid address format");
+        checkRefusals(false, "0 1 N7:0,0 1 T4:0/1a", "invalid bit address format");
+        checkRefusals(
+            false,
+            "0 2033 B3:0/0,0 657 T4:0/16,0 43 T4:0/DN,0 2147483647 T4:0.ACC/255,0 -1 B3:0/5,"
+            "2 1 N256:0,2 1 N99999999999999999999:0,0 1 T300:0/DN,2 128 N7:0,2 43 T4:0,"
+            "2 43 T4:0.ACC,3 64 F8:0,3 64 N7:0,1 255 N7:0,2 -2147483648 N7:0,"
+            "3 1073741824 N7:0,3 -2147483648 N7:0,2 -2147483648 F8:0,1 2147483647 F8:0,1 -1 N7:0,3 "
+            "-1 F8:0",
+            "invalid address:%1");
     }
 
     // Catches: data of a plain file handed out under a name that only timers have.

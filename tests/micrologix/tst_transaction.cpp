@@ -1,8 +1,6 @@
 #include <QtTest>
 
-#include "drivers/micrologix/micrologix.h"
 #include "support/exchange.h"
-#include "support/rows.h"
 
 typedef QList<QByteArray> Pieces;
 

@@ -1,8 +1,10 @@
 // What a request puts on the line and what station 1 answers to station 0.
 #pragma once
 
+#include "drivers/micrologix/micrologix.h"
 #include "support/frames.h"
 #include "support/requests.h"
+#include "support/rows.h"
 #include "support/scriptedport.h"
 
 inline QByteArray numbered(const char* header, int tns)
@@ -36,4 +38,27 @@ inline QByteArray joined(const QList<QByteArray>& pieces)
     for (int i = 0; i < pieces.size(); ++i)
         text += pieces.at(i).toHex() + ',';
     return text;
+}
+
+/// Goes through requests, a comma between two, that are refused with @p text and never
+/// sent; %1 in the text stands for the address. A write brings as many bytes as it counts.
+inline void checkRefusals(bool writes, const char* requests, const char* text)
+{
+    const QList<QByteArray> rows = QByteArray(requests).split(',');
+    for (int i = 0; i < rows.size(); ++i) {
+        DriverABMicroLogix driver;
+        ScriptedPort port;
+        port.retries = 2;
+        const CommunicatorCommand command = request(rows.at(i));
+        if (writes)
+            ROW_COMPARE(rows.at(i), driver.write(&port, command, QByteArray(command.count, 1)),
+                        false);
+        else
+            ROW_COMPARE(rows.at(i), driver.read(&port, command), QByteArray());
+        ROW_COMPARE(rows.at(i), driver.hasError(), true);
+        ROW_COMPARE(rows.at(i), driver.getLastError(),
+                    QString(text).replace("%1", command.address));
+        ROW_COMPARE(rows.at(i), port.calls.join(" "), "delay delay delay");
+        ROW_COMPARE(rows.at(i), driver.getTNS(), 0);
+    }
 }
