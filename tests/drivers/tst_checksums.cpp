@@ -1,6 +1,9 @@
 #include <QtTest>
 
+#include <atomic>
 #include <random>
+#include <thread>
+#include <vector>
 
 #include "drivers/lib_crc.h"
 #include "drivers/tools/checksums.h"
@@ -79,6 +82,28 @@ class TestChecksums : public QObject
     Q_OBJECT
 
 private slots:
+    // Catches: a table that is used while another thread's first call builds it. It
+    // stands first, before any other call.
+    void firstCallsFromManyThreads()
+    {
+        for (const Variant& row : VARIANTS) {
+            unsigned int results[4] = {};
+            std::atomic<int> missing(4);
+            std::vector<std::thread> threads;
+            for (unsigned int& result : results)
+                threads.push_back(std::thread([&row, &missing, &result] {
+                    --missing;
+                    while (missing > 0)
+                        std::this_thread::yield();
+                    result = run(row.update, row.start, 0, 9) ^ row.last;
+                }));
+            for (std::thread& thread : threads)
+                thread.join();
+            for (unsigned int result : results)
+                ROW_COMPARE(row.name, result, row.check);
+        }
+    }
+
     // Catches: a wrong polynomial or order, and a running value kept between calls.
     void checkValueAndPieces()
     {
