@@ -3,6 +3,7 @@
 
 #include "failure.h"
 #include "read.h"
+#include "simulate.h"
 #include "write.h"
 
 namespace {
@@ -29,6 +30,7 @@ int main(int argc, char** argv)
     std::function<ExitCode()> run;
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addSimulateVerb(app, run);
 
     try {
         app.parse(argc, argv);
