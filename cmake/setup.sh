@@ -2,6 +2,8 @@
 # Everything it says goes to standard error; standard output is the caller's.
 
 build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libqt5sql5-sqlite"
+# Without them the tests that need them are skipped.
+test_packages="socat tshark man-db"
 
 say() {
     printf '%s\n' "$*" >&2
