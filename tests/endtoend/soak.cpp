@@ -14,6 +14,12 @@ namespace {
 constexpr int WORDS = 40;
 constexpr int TIMEOUT_MS = 20;
 
+int fromEnvironment(const char* name, int usual)
+{
+    const int value = qEnvironmentVariableIntValue(name);
+    return value > 0 ? value : usual;
+}
+
 int residentKilobytes()
 {
     QFile file("/proc/self/statm");
@@ -23,7 +29,7 @@ int residentKilobytes()
 
 }
 
-/// Every fault at 1 %, for long: SOAK_TRANSACTIONS of them, 100,000 by default.
+/// Every fault at 1 %, for SOAK_TRANSACTIONS transactions with the seed SOAK_SEED.
 class Soak : public QObject
 {
     Q_OBJECT
@@ -36,12 +42,11 @@ private slots:
 // and memory that grows.
 void Soak::answersAreRightOrErrors()
 {
-    const int transactions = qEnvironmentVariableIntValue("SOAK_TRANSACTIONS") > 0
-                                 ? qEnvironmentVariableIntValue("SOAK_TRANSACTIONS")
-                                 : 100000;
+    const int transactions = fromEnvironment("SOAK_TRANSACTIONS", 12500);
+    const auto seed = static_cast<quint32>(fromEnvironment("SOAK_SEED", 1));
     QString error;
     ServerSettings settings;
-    settings.seed = 7;
+    settings.seed = seed;
     settings.station.ackTimeoutMs = TIMEOUT_MS;
     QString script = faultNames().join("%1,") + "%1";
     script.replace("late%1", "late%1:" + QString::number(2 * TIMEOUT_MS));
@@ -59,7 +64,7 @@ void Soak::answersAreRightOrErrors()
     portSettings.timeoutMs = TIMEOUT_MS;
     std::unique_ptr<host::Link> link;
 
-    std::mt19937 random(7);
+    std::mt19937 random(seed);
     const auto below = [&random](int limit) { return static_cast<int>(random() % limit); };
     const DataTables swappedIn = seededTables(settings.seed + 1);
     int errors = 0;

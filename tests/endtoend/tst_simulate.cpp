@@ -194,13 +194,19 @@ void TestSimulate::overSocat()
     QProcess socat;
     socat.start("socat", {"pty,raw,echo=0,link=" + host, "pty,raw,echo=0,link=" + plc});
     QTRY_VERIFY(QFileInfo(host).isSymLink() && QFileInfo(plc).isSymLink());
-    Simulator simulator({"--serial", plc});
+    Simulator simulator({"--serial", plc, "--faults", "silence@2"});
     QCOMPARE(simulator.port(), plc);
     const Outcome read = readAt(host);
     QVERIFY2(read.output.contains(VALUE), qPrintable(read.errors));
     QProcess waiting;
+    waiting.start(DF1_FILE, {"read", "N7:2", "--port", host, "--timeout", "15000"});
+    QTest::qWait(300);
     ::kill(static_cast<pid_t>(socat.processId()), SIGKILL);
     socat.waitForFinished();
+    const Outcome lost = outcomeOf(waiting);
+    QCOMPARE(lost.exitCode, 3);
+    QVERIFY2(lost.errors.startsWith("df1: " + host) && lost.errors.count('\n') == 1,
+             qPrintable(lost.errors));
     const Outcome broken = simulator.end();
     QCOMPARE(broken.exitCode, 3);
     QCOMPARE(broken.errors, "df1: " + plc + ": the other end has gone\n");
