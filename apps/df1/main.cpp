@@ -5,6 +5,7 @@
 #include "info.h"
 #include "links.h"
 #include "read.h"
+#include "simulate.h"
 #include "write.h"
 
 namespace {
@@ -33,6 +34,7 @@ int main(int argc, char** argv)
     addLinksVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addSimulateVerb(app, run);
 
     try {
         app.parse(argc, argv);

@@ -379,7 +379,8 @@ QStringList faultHelp()
         const QString value = *kind.valueName == '\0' ? QString() : QString(":") + kind.valueName;
         QString usual;
         if (!value.isEmpty() && kind.usualValue != anywhere)
-            usual = QString(" (%1)").arg(kind.usualValue);
+            usual = kind.highest == 255 ? QString(" (0x%1)").arg(kind.usualValue, 2, 16, QChar('0'))
+                                        : QString(" (%1)").arg(kind.usualValue);
         lines << QString("%1 %2%3").arg((kind.name + value).leftJustified(14), kind.text, usual);
     }
     return lines;

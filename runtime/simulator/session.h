@@ -1,0 +1,91 @@
+// Carries bytes between a line and a station. Internal to the server.
+#pragma once
+
+#include "simulator/exchange.h"
+#include "simulator/faults.h"
+#include "simulator/line.h"
+#include "simulator/station.h"
+
+#include <deque>
+#include <functional>
+
+namespace simulator {
+
+/// Holds back bytes so that they pass no faster than on a line.
+class Throttle
+{
+public:
+    /// 0: as fast as they come. A byte takes ten bits.
+    explicit Throttle(int bitsPerSecond);
+
+    /// How many bytes may pass at @p now, in microseconds. The first call after
+    /// rest() is when the first byte begins.
+    int allowed(qint64 now);
+    void pass(qint64 bytes) { m_passed += bytes; }
+    /// Nothing waits any more.
+    void rest() { m_isActive = false; }
+    /// When the next byte will be through, after a call to allowed().
+    qint64 next() const;
+
+private:
+    int m_bitsPerSecond;
+    bool m_isActive = false;
+    qint64 m_since = 0;
+    qint64 m_passed = 0;
+};
+
+/// The loop of one server's thread.
+class Session
+{
+public:
+    struct Settings
+    {
+        StationSettings station;
+        FaultScript faults;
+        quint32 seed;
+        int pace;
+    };
+
+    /// What the loop needs of its server, called in the loop's thread.
+    struct Callbacks
+    {
+        std::function<QByteArray(const QByteArray& request, const LinkCounters& counters)> execute;
+        std::function<void(const SideEffects& effects)> affect;
+        std::function<void(const Exchange& exchange)> log; ///< may be empty
+    };
+
+    /// @p wake: a descriptor that becomes readable to end the loop.
+    Session(Line& line, int wake, const Settings& settings, Callbacks callbacks);
+
+    /// Serves until it is woken, or the line breaks: then says why.
+    QString run();
+
+private:
+    bool step();
+    int patience() const;
+    void receive();
+    void send();
+    void process(const QByteArray& output);
+    void moveDue();
+    void breakOff(const QString& reason);
+    void logFinished();
+
+    Line& m_line;
+    int m_wake;
+    Callbacks m_callbacks;
+    Station m_station;
+    Faults m_faults;
+    Throttle m_input;
+    Throttle m_output;
+    std::optional<qint64> m_inputAt;  // microseconds; until then nothing is taken
+    std::optional<qint64> m_outputAt; // likewise: nothing is sent
+    std::deque<TimedBytes> m_waiting; // by their time
+    QByteArray m_toSend;
+    bool m_hangUp = false; // once all is sent
+    qint64 m_firstByteAt = 0;
+    bool m_isBetweenRequests = true;
+    std::vector<Exchange> m_unlogged;
+    QString m_error;
+};
+
+}
