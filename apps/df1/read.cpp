@@ -3,8 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include "connection.h"
+#include "host/values.h"
 #include "table.h"
-#include "values.h"
+#include "target.h"
 
 namespace {
 
@@ -15,13 +16,13 @@ struct ReadOptions
     int count = 1;
 };
 
-std::vector<QStringList> readRows(Connection& connection, const Target& target, int count)
+std::vector<QStringList> readRows(Connection& connection, const host::TagAddress& target, int count)
 {
-    const QByteArray data = connection.read(target.readRequest(count));
+    const QByteArray data = connection.read(readRequest(target, count));
     std::vector<QStringList> rows;
-    for (int i = 0; i < valuesIn(target, data, count); ++i) {
-        const ValueText text = valueAt(target, data, i);
-        rows.push_back({target.addressOf(i), text.value, text.hex});
+    for (int i = 0; i < host::valuesIn(target, data, count); ++i) {
+        const host::ValueText text = host::valueAt(target, data, i);
+        rows.push_back({target.textOf(i), text.value, text.hex});
     }
     return rows;
 }
@@ -39,7 +40,7 @@ ExitCode runRead(const ReadOptions& options)
     ExitCode result = ExitCode::Success;
     for (const std::string& address : options.addresses) {
         try {
-            const Target target(QString::fromStdString(address));
+            const host::TagAddress target = targetOf(address);
             const std::vector<QStringList> read = readRows(connection, target, options.count);
             rows.insert(rows.end(), read.begin(), read.end());
         } catch (const Failure& failure) {

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "connection.h"
-#include "values.h"
+#include "target.h"
 
 namespace {
 
@@ -18,10 +18,10 @@ struct WriteOptions
 
 ExitCode runWrite(const WriteOptions& options)
 {
-    const Target target(QString::fromStdString(options.address));
+    const host::TagAddress target = targetOf(options.address);
     const QByteArray data = dataOf(target, options.values);
     const CommunicatorCommand request =
-        target.writeRequest(static_cast<int>(options.values.size()));
+        writeRequest(target, static_cast<int>(options.values.size()));
     // Also of a real write: what the driver refuses shows before a port is opened.
     const std::vector<QByteArray> frames = rehearse(options.connection, request, data);
     if (options.isDryRun) {

@@ -67,7 +67,7 @@ void TestDf1::failures_data()
     QTest::newRow("no element") << "read N7" << 2 << "invalid address format";
     QTest::newRow("element out of range") << "read N7:65536" << 2 << "0 to 65535";
     QTest::newRow("file out of range") << "read N300:0" << 2 << "0 to 255";
-    QTest::newRow("too many values") << "read F8:0 --count 62" << 2 << "--count 61 at most";
+    QTest::newRow("too many values") << "read F8:0 --count 62" << 2 << "give 61 at most";
     QTest::newRow("station out of range") << "read N7:0 --station 255" << 2 << "0 to 254";
     QTest::newRow("bad line") << "read N7:0 --line 19200,NONE,9,1" << 2 << "9";
     QTest::newRow("no plugin") << "read N7:0 --plugin /nonexistent" << 2 << "/nonexistent";
@@ -77,7 +77,7 @@ void TestDf1::failures_data()
     QTest::newRow("elements out of range") << "read N7:65535 --count 2" << 2 << "0 to 65535";
     QTest::newRow("no such bit") << "read T4:0/XY" << 2 << "EN, TT, DN";
     QTest::newRow("no such word") << "read R6:0.ACC" << 2 << "LEN, POS";
-    QTest::newRow("too many bits") << "read B3:0/15 --count 1954" << 2 << "--count 1953 at most";
+    QTest::newRow("too many bits") << "read B3:0/15 --count 1954" << 2 << "give 1953 at most";
     QTest::newRow("no value") << "write N7:0" << 2 << "value is required";
     QTest::newRow("word too large") << "write N7:0 65536 --port /none" << 2 << "-32768 to 65535";
     QTest::newRow("word too small") << "write N7:0 --port /none -- -32769" << 2 << "-32768";
