@@ -184,8 +184,8 @@ void LinkPoller::count(const Scan& scan)
         ++(value.value ? m_totals.values : m_totals.errors);
     m_totals.sumMs += scan.milliseconds;
     m_totals.slowestMs = std::max(m_totals.slowestMs, scan.milliseconds);
-    m_totals.fastestMs = m_totals.scans == 1 ? scan.milliseconds
-                                             : std::min(m_totals.fastestMs, scan.milliseconds);
+    m_totals.fastestMs =
+        m_totals.scans == 1 ? scan.milliseconds : std::min(m_totals.fastestMs, scan.milliseconds);
 }
 
 }
