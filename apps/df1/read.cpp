@@ -59,6 +59,7 @@ void addReadVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
     const auto options = std::make_shared<ReadOptions>();
     CLI::App* const verb = app.add_subcommand("read", "Read values and print them as a table");
+    options->connection.addTo(*verb);
     verb->add_option("address", options->addresses,
                      "What to read: N7:0 (words), F8:1 (floats), T4:0 (control words), T4:0.ACC "
                      "(named words), B3:2/5, T4:0/DN, T4:0.ACC/3 (bits)")
@@ -69,7 +70,6 @@ void addReadVerb(CLI::App& app, std::function<ExitCode()>& run)
         ->capture_default_str();
     options->output.addFormatTo(*verb);
     options->output.addQuietTo(*verb);
-    options->connection.addTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 read N7:0 T4:0.ACC F8:1\n"
                  "  df1 read N7:0 --count 10 --port /dev/ttyUSB0 --line 9600,NONE,8,1\n"

@@ -45,6 +45,7 @@ void addWriteVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
     const auto options = std::make_shared<WriteOptions>();
     CLI::App* const verb = app.add_subcommand("write", "Write values into a data table");
+    options->connection.addTo(*verb);
     verb->add_option("address", options->address,
                      "Where to write: N7:0, F8:1, B3:2/5, T4:0/EN, T4:0.PRE; further values go "
                      "into the elements behind it")
@@ -58,7 +59,6 @@ void addWriteVerb(CLI::App& app, std::function<ExitCode()>& run)
     verb->add_flag("--dry-run", options->isDryRun,
                    "Print the frames that would be sent, and open no port");
     options->output.addQuietTo(*verb);
-    options->connection.addTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 write N7:0 42 0x2A --port /dev/ttyUSB0\n"
                  "  df1 write --port /dev/ttyUSB0 N7:0 -- -5\n"

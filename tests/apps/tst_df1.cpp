@@ -56,6 +56,8 @@ private slots:
     void writesWhatItSays_data();
     void writesWhatItSays();
     void rehearsesWithoutAPort();
+    void takesLinksFromAProfile_data();
+    void takesLinksFromAProfile();
     void takesAStationFromAProject();
     void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
@@ -261,6 +263,49 @@ void TestDf1::rehearsesWithoutAPort()
     QCOMPARE(outcome.output,
              QString("10 02 01 00 0F 00 01 00 AA 02 04 86 00 01 01 00 10 03 9C D6\n"
                      "10 02 01 00 0F 00 02 00 AA 02 04 86 01 01 10 10 00 10 03 FE 57\n"));
+}
+
+void TestDf1::takesLinksFromAProfile_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("start"); // of what is printed
+
+    QTest::newRow("named") << "write press4 N7:0 1 --dry-run" << 0 << "10 02 04 05 0F";
+    QTest::newRow("options first") << "write --dry-run press4 N7:0 1" << 0 << "10 02 04 05 0F";
+    QTest::newRow("own station") << "write press4 N7:0 1 --dry-run --station 7 --self 8" << 0
+                                 << "10 02 07 08 0F";
+    QTest::newRow("its port") << "read oven N7:0" << 3 << "df1: cannot open /nonexistent";
+    QTest::newRow("own port") << "read oven N7:0 --port sim" << 0 << "ADDRESS";
+    QTest::newRow("no such link") << "read oven2 N7:0" << 2
+                                  << "df1: there is no link 'oven2'; known: oven, press4";
+    QTest::newRow("not the first") << "read N7:0 oven" << 2 << "df1: oven: invalid address";
+    QTest::newRow("no address") << "read N7" << 2 << "df1: N7: invalid address";
+    QTest::newRow("no file") << "read oven N7:0 --profile /none" << 2 << "df1: no links are known";
+    QTest::newRow("list") << "links --format csv" << 0
+                          << "link,port,line,station,self,timeout,retry,delay,limit\r\n"
+                             "oven,/nonexistent,,,,,,,\r\npress4,sim,,4,5,,,,\r\n";
+}
+
+// Catches: a link's settings left out, or put before those of the command line.
+void TestDf1::takesLinksFromAProfile()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, start);
+
+    const QTemporaryDir directory;
+    QFile file(directory.filePath("links.json"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"({ "press4": { "port": "sim", "station": 4, "self": 5 },
+                    "oven": { "port": "/nonexistent" } })");
+    file.close();
+    if (!arguments.contains("--profile"))
+        arguments += " --profile " + file.fileName();
+    const Outcome outcome = runDf1(arguments.split(QLatin1Char(' ')));
+    QVERIFY2((outcome.errors + outcome.output).startsWith(start),
+             qPrintable(outcome.errors + outcome.output));
+    QCOMPARE(outcome.exitCode, exitCode);
 }
 
 // Catches: a project's station left out, or taken from another link's node.
