@@ -11,13 +11,17 @@
 
 #include "drivers/driverinterface.h"
 #include "host/deviceport.h"
-
 #include "host/driverloader.h"
+#include "host/linesettings.h"
 #include "host/profile.h"
 #include "host/project.h"
 
 namespace CLI {
 class App;
+}
+
+namespace simulator {
+class PtyServer;
 }
 
 /// What the command line says; what it leaves out comes from the link that it names in
@@ -44,6 +48,37 @@ struct ConnectionOptions
     /// Failure when there is no such link.
     void takeProfile();
     bool isSimulator() const;
+};
+
+/// A driver that is there; making one throws Failure.
+class LoadedDriver
+{
+public:
+    explicit LoadedDriver(const std::string& plugin);
+
+    DriverInterface& operator*() const { return *m_loader.driver(); }
+    DriverInterface* operator->() const { return m_loader.driver(); }
+    /// A further driver, which shares nothing with this one and goes before it; its
+    /// transaction numbers begin at a random place.
+    std::unique_ptr<DriverInterface> create() const;
+
+private:
+    host::DriverLoader m_loader;
+};
+
+/// What the options say of a link, all of it; the embedded simulator runs where they
+/// mean that.
+struct LinkPlace
+{
+    /// Throws Failure when the options are unusable.
+    LinkPlace(ConnectionOptions options, DriverInterface& driver);
+    ~LinkPlace();
+    LinkPlace(LinkPlace&&) noexcept;
+
+    QString link; ///< as host::Link::open takes it
+    host::LineSettings line;
+    host::PortSettings port;
+    std::unique_ptr<simulator::PtyServer> simulator;
 };
 
 /// A loaded driver and an open port, with the embedded simulator behind it where

@@ -69,6 +69,11 @@ struct OutputOptions
 /// of objects; CSV with a line of names above each.
 void printTables(const std::vector<Table>& tables, Format format);
 
+/// Prints rows that come bit by bit, each on a line of its own: text with two blanks
+/// between the cells, JSON as an object a line, CSV; @p withTitles: after a line that
+/// names the columns, which JSON has none of. Throws as print() does.
+void printRows(const Table& table, Format format, bool withTitles);
+
 /// Writes @p text to standard output and sees it through. Throws Failure when it can't
 /// be written; the text of the failure is empty when the reader has gone.
 void print(const QByteArray& text);

@@ -36,6 +36,13 @@ CommunicatorCommand writeRequest(const host::TagAddress& target, int count)
     return required(command, error);
 }
 
+std::vector<host::Tag> tagsIn(const std::string& fileName)
+{
+    QString error;
+    const auto tags = host::loadTagList(QString::fromStdString(fileName), &error);
+    return required(tags, error);
+}
+
 QByteArray dataOf(const host::TagAddress& target, const std::vector<std::string>& texts)
 {
     QStringList list;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/tagaddress.h"
+#include "host/taglist.h"
 
 /// What @p text names, as host::TagAddress::parse says.
 host::TagAddress targetOf(const std::string& text);
@@ -13,6 +14,9 @@ host::TagAddress targetOf(const std::string& text);
 /// As host::TagAddress says.
 CommunicatorCommand readRequest(const host::TagAddress& target, int count);
 CommunicatorCommand writeRequest(const host::TagAddress& target, int count);
+
+/// As host::loadTagList says.
+std::vector<host::Tag> tagsIn(const std::string& fileName);
 
 /// As host::dataOf says.
 QByteArray dataOf(const host::TagAddress& target, const std::vector<std::string>& texts);
