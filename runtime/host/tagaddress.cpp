@@ -11,6 +11,9 @@ namespace host {
 namespace {
 
 const int BITS_PER_WORD = 16;
+const int WORD_SIZE = 2;
+const int FLOAT_SIZE = 4;
+const int ELEMENT_SIZE = 6;
 const int MAX_FILE = 255;
 const int MAX_ELEMENT = 65535;
 const int MAX_BIT = 255;
@@ -162,21 +165,26 @@ std::optional<DataPlace> TagAddress::findPlace(const QString& word, const QStrin
     return place;
 }
 
-int TagAddress::mostValues() const
+int TagAddress::mostValues(int dataBytes) const
 {
-    const int mostWords = 123;
-    const int mostElements = 41;
-    const int mostFloats = 61;
-    const int units = m_hasThreeWords ? mostElements : mostWords;
     if (m_kind == ValueKind::Float)
-        return mostFloats;
+        return dataBytes / FLOAT_SIZE;
+    const int units = dataBytes / (m_hasThreeWords ? ELEMENT_SIZE : WORD_SIZE);
     return m_bit ? units * BITS_PER_WORD - *m_bit : units;
 }
 
 QString TagAddress::textOf(int offset) const
 {
-    if (offset == 0 || m_file.isEmpty())
-        return m_text;
+    return offset == 0 || m_file.isEmpty() ? m_text : neighbour(offset);
+}
+
+QString TagAddress::plainText() const
+{
+    return m_bit ? neighbour(0) : m_text;
+}
+
+QString TagAddress::neighbour(int offset) const
+{
     const int element = m_bit ? m_element + (*m_bit + offset) / BITS_PER_WORD : m_element + offset;
     const QString bit = m_bit ? QString::number((*m_bit + offset) % BITS_PER_WORD) : QString();
     return m_file + QLatin1Char(':') + QString::number(element) + m_rest + bit;

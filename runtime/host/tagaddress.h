@@ -11,6 +11,15 @@
 
 namespace host {
 
+/// The most data bytes that the driver takes in one read, when none of them is 0x10.
+/// Such bytes travel twice, and the driver has room for 246 of both together; what is
+/// no longer than SAFE_DATA_BYTES always fits.
+const int MOST_DATA_BYTES = 246;
+const int SAFE_DATA_BYTES = 123;
+/// A controller's own limit: a MicroLogix 1100 and later, and a MicroLogix 1000.
+const int USUAL_DATA_BYTES = 206;
+const int DATA_BYTES_OF_1000 = 82;
+
 enum class ValueKind
 {
     Bit,
@@ -48,10 +57,15 @@ public:
     /// controls, a bit beyond the last element.
     const std::optional<DataPlace>& place() const { return m_place; }
 
-    /// Values that one read can carry; the controller may carry fewer.
-    int mostValues() const;
+    /// Whether elements are three words long, of which a value is one.
+    bool hasThreeWords() const { return m_hasThreeWords; }
+    /// Values that a read of @p dataBytes can carry, otherwise the driver's largest read;
+    /// the controller may carry fewer.
+    int mostValues(int dataBytes = MOST_DATA_BYTES) const;
     /// The address of the value @p offset places further on.
     QString textOf(int offset) const;
+    /// text(), but of a bit with the element it lies in and its number there, 0 to 15.
+    QString plainText() const;
     /// Nothing, with one line in @p error (not null), when one request can't carry
     /// @p count values.
     std::optional<CommunicatorCommand> readRequest(int count, QString* error) const;
@@ -63,6 +77,7 @@ private:
     explicit TagAddress(const QString& text);
 
     bool readParts(QString* error);
+    QString neighbour(int offset) const;
     std::optional<DataPlace> findPlace(const QString& word, const QString& mnemonic) const;
     bool hasElements(int count, QString* error) const;
 
