@@ -1,7 +1,6 @@
 #include "connection.h"
 
 #include <CLI/CLI.hpp>
-#include <QRandomGenerator>
 
 #include "drivers/drv_dev_setting.h"
 #include "host/link.h"
@@ -69,27 +68,6 @@ host::LineSettings lineSettings(const ConnectionOptions& options, DriverInterfac
     return *line;
 }
 
-/// A port with nobody behind it.
-class DeadPort : public AbstractDeviceInterface
-{
-public:
-    explicit DeadPort(int retries)
-        : m_retries(retries)
-    {}
-
-    int receiveData(unsigned char*, int) override { return 0; }
-    void sendData(const unsigned char*, int) override {}
-    void getParameter(int, QVariant&) override {}
-    void setParameter(int, const QVariant&) override {}
-    int retryCount() override { return m_retries; }
-    int destinationAddress() override { return 0; }
-    int sourceAddress() override { return 0; }
-    unsigned int delayTime() override { return 0; }
-
-private:
-    int m_retries;
-};
-
 std::unique_ptr<simulator::PtyServer> startSimulator(const host::PortSettings& settings)
 {
     simulator::StationSettings station;
@@ -100,19 +78,6 @@ std::unique_ptr<simulator::PtyServer> startSimulator(const host::PortSettings& s
     if (!server->start(&error))
         throw Failure(ExitCode::Port, error);
     return server;
-}
-
-// A new driver begins at transaction 1, and a controller discards a request that
-// carries the number of the one before: without this the second of two runs in a
-// row would lose its first attempt.
-void scatterTransactionNumbers(DriverInterface& driver)
-{
-    const int mostAttempts = 200;
-    DeadPort port(QRandomGenerator::global()->bounded(mostAttempts));
-    CommunicatorCommand command;
-    command.type = 2;
-    command.address = QStringLiteral("N7:0");
-    driver.read(&port, command);
 }
 
 ExitCode exitCodeOf(const QString& driverText)
@@ -226,7 +191,7 @@ Connection::Connection(const ConnectionOptions& options)
     m_parts->link = host::Link::open(portText, line, settings, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
-    scatterTransactionNumbers(driver);
+    host::scatterTransactionNumbers(driver);
 }
 
 Connection::~Connection() = default;

@@ -3,23 +3,30 @@
 #include <CLI/CLI.hpp>
 
 #include "connection.h"
-#include "table.h"
+#include "output.h"
 
 namespace {
 
-ExitCode runLinks(const std::string& directory)
+struct LinksOptions
 {
-    const std::unique_ptr<host::Project> project = openProject(directory);
-    std::vector<QStringList> rows;
+    std::string project;
+    OutputOptions output;
+};
+
+ExitCode runLinks(const LinksOptions& options)
+{
+    const std::unique_ptr<host::Project> project = openProject(options.project);
+    Table table{{{"link"}, {"port"}, {"station"}, {"address"}}, {}};
     for (const host::ProjectLink& link : project->links()) {
         const QString endpoint = link.ip.isEmpty()
                                      ? QString()
                                      : link.ip + QLatin1Char(':') + QString::number(link.tcpPort);
-        rows.push_back({QString::number(link.linkId), host::hmiPortName(link.hmiPort),
-                        link.station ? QString::number(*link.station) : QStringLiteral("none"),
-                        endpoint});
+        table.rows.push_back({Cell::number(link.linkId),
+                              Cell::text(host::hmiPortName(link.hmiPort)),
+                              link.station ? Cell::number(*link.station) : Cell::missing("none"),
+                              endpoint.isEmpty() ? Cell::missing() : Cell::text(endpoint)});
     }
-    printTable({"LINK", "PORT", "STATION", "ADDRESS"}, rows, 4);
+    printTables({table}, options.output.format());
     return ExitCode::Success;
 }
 
@@ -27,14 +34,16 @@ ExitCode runLinks(const std::string& directory)
 
 void addLinksVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
-    const auto project = std::make_shared<std::string>();
+    const auto options = std::make_shared<LinksOptions>();
     CLI::App* const verb =
         app.add_subcommand("links", "List a panel project's links, ports and default stations");
-    verb->add_option("--project", *project, "Directory that holds compile/database/database")
+    verb->add_option("--project", options->project,
+                     "Directory that holds compile/database/database")
         ->required()
         ->type_name("DIR");
+    options->output.addFormatTo(*verb);
     verb->footer("Example:\n"
                  "  df1 links --project /opt/panel\n"
                  "  df1 read N7:0 --port /dev/ttyUSB0 --project /opt/panel --hmi-port COM2");
-    verb->callback([project, &run] { run = [project] { return runLinks(*project); }; });
+    verb->callback([options, &run] { run = [options] { return runLinks(*options); }; });
 }

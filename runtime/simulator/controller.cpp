@@ -85,9 +85,13 @@ Outcome Controller::write(const Area& area, const QByteArray& data)
 std::optional<Outcome> Controller::writeRefusalOf(const Area& area) const
 {
     const auto refused = refusalOf(area);
-    if (!refused && m_tables.file(area.address.file)->isProtected())
+    if (refused)
+        return refused;
+    if (isInProgramMode(m_tables))
+        return Outcome::refusal(status::ProgramMode);
+    if (m_tables.file(area.address.file)->isProtected())
         return Outcome::extendedRefusal(extended::AccessDenied);
-    return refused;
+    return std::nullopt;
 }
 
 std::optional<Outcome> Controller::refusalOf(const Area& area) const

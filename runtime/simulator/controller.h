@@ -47,6 +47,7 @@
 //           over, among them a write whose size is not that of its data; another
 //           level mask; an echo that is too long; more than all counters
 //   50      no such file, no such element, or the type has no such sub-element
+//   70      a write while S2:1 shows Program mode; reads go on
 //   F0 01   size 0, or not whole words (of F: not whole values, so that 0F 26
 //           can't change one); a range that goes beyond its total transaction
 //   F0 09   size above the model's data bytes per message
@@ -57,7 +58,11 @@
 //
 // Of several causes the first in this order is told: format, total transaction,
 // size above the limit, size 0, unknown type, missing file, other type, address,
-// size, protection.
+// size, Program mode, protection.
+//
+// The file that the model names for the link counters has them in the elements where
+// CS0 has them: 10 sent, 11 received, 12 undelivered, 14 no memory, 15 ENQs received,
+// 17 NAKs received, 18 duplicates; the others are ordinary data.
 #pragma once
 
 #include "simulator/datatables.h"
@@ -89,8 +94,8 @@ public:
     /// whole header, and to what is a reply itself.
     QByteArray execute(const QByteArray& request);
 
-    /// What 06 01 tells from now on; all 0 at first.
-    void setLinkCounters(const LinkCounters& counters) { m_linkCounters = counters; }
+    /// What 06 01 tells, and the counters' file shows, from now on; all 0 at first.
+    void setLinkCounters(const LinkCounters& counters);
 
 private:
     Outcome dispatch(quint8 command, const QByteArray& body);

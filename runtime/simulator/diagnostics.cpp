@@ -41,6 +41,21 @@ Outcome Controller::readCounters(RequestFields& fields)
     return Outcome::success(counters.left(*size));
 }
 
+void Controller::setLinkCounters(const LinkCounters& counters)
+{
+    m_linkCounters = counters;
+    DataFile* const file = m_model.countersFile ? m_tables.file(*m_model.countersFile) : nullptr;
+    if (!file)
+        return;
+    const std::pair<int, quint16> places[] = {
+        {10, counters.sent},       {11, counters.received},     {12, counters.undelivered},
+        {14, counters.noMemory},   {15, counters.enqsReceived}, {17, counters.naksReceived},
+        {18, counters.duplicates},
+    };
+    for (const auto& [element, value] : places)
+        file->setWord(element, 0, value);
+}
+
 Outcome Controller::readStatus(RequestFields& fields)
 {
     constexpr char typeExtender = '\xEE';

@@ -64,6 +64,8 @@ public:
     Event take(char byte);
     /// The message of the last Event::Message.
     const QByteArray& message() const { return m_message; }
+    /// Whether no symbol and no frame is open.
+    bool isAtRest() const { return m_state == State::Outside; }
 
 private:
     enum class State

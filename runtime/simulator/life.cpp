@@ -28,14 +28,6 @@ DataFile* firstOf(DataTables& tables, FileType type)
     return nullptr;
 }
 
-bool isInProgramMode(const DataTables& tables)
-{
-    constexpr int modeBits = 0x1F;
-    const DataFile* status = tables.file(2);
-    const int mode = status ? status->word(1).value_or(0) & modeBits : 0;
-    return mode == static_cast<int>(ProcessorMode::RemoteProgram);
-}
-
 struct TimerState
 {
     bool done;

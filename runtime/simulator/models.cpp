@@ -6,6 +6,8 @@ namespace simulator {
 
 namespace {
 
+constexpr int modeBits = 0x1F; // of S2:1
+
 // Fixed for all programs. O0 and I1 are as long as the 20 inputs and 12 outputs of
 // the catalogue number need.
 std::vector<FileLayout> filesOf1000()
@@ -61,12 +63,18 @@ const Model& defaultModel()
 
 void setProcessorMode(DataTables& tables, ProcessorMode mode)
 {
-    constexpr int modeBits = 0x1F;
     DataFile* status = tables.file(2);
     if (!status)
         return;
     const int others = status->word(1).value_or(0) & ~modeBits;
     status->setWord(1, 0, static_cast<quint16>(others | static_cast<int>(mode)));
+}
+
+bool isInProgramMode(const DataTables& tables)
+{
+    const DataFile* status = tables.file(2);
+    const int mode = status ? status->word(1).value_or(0) & modeBits : 0;
+    return mode == static_cast<int>(ProcessorMode::RemoteProgram);
 }
 
 }

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <optional>
 #include <vector>
 
 namespace simulator {
@@ -29,6 +30,9 @@ struct Model
     quint16 programId;          ///< tells one downloaded program from the next
     int dataBytesPerMessage;    ///< the most that one read or write carries
     std::vector<FileLayout> files;
+    /// The N file that shows the link counters as data, as the communications status
+    /// file CS0 of a 1100 does; which number it has is the program's affair.
+    std::optional<int> countersFile = {};
 };
 
 /// MicroLogix 1000, 1100, 1200, 1400 and 1500, in this order.
@@ -58,7 +62,9 @@ enum class ProcessorMode : quint8
 };
 
 /// Shows @p mode in S2:1 and leaves its other bits; without effect on tables that
-/// have no S2. Requests are executed alike in every mode.
+/// have no S2.
 void setProcessorMode(DataTables& tables, ProcessorMode mode);
+/// Whether S2:1 shows RemoteProgram.
+bool isInProgramMode(const DataTables& tables);
 
 }

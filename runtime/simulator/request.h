@@ -11,6 +11,7 @@ namespace simulator {
 namespace status {
 constexpr quint8 Illegal = 0x10;
 constexpr quint8 Address = 0x50;
+constexpr quint8 ProgramMode = 0x70;
 constexpr quint8 Extended = 0xF0;
 }
 

@@ -65,7 +65,6 @@ Session::Session(Line& line, int wake, const Settings& settings, Callbacks callb
                 [this](const QByteArray& request) {
                     const QByteArray reply = m_callbacks.execute(request, m_station.counters());
                     m_unlogged.push_back({request, reply, 0});
-                    m_isBetweenRequests = true;
                     return reply;
                 })
     , m_faults(settings.faults, settings.seed, settings.station.check)
@@ -161,9 +160,8 @@ void Session::receive()
     m_input.pass(count);
     if (count < static_cast<ssize_t>(wanted))
         m_input.rest();
-    if (m_isBetweenRequests)
+    if (m_station.isBetweenSymbols())
         m_firstByteAt = monotonicUs();
-    m_isBetweenRequests = false;
     process(m_station.receive(QByteArray(buffer.data(), static_cast<int>(count)), monotonicMs()));
 }
 

@@ -83,7 +83,6 @@ private:
     QByteArray m_toSend;
     bool m_hangUp = false; // once all is sent
     qint64 m_firstByteAt = 0;
-    bool m_isBetweenRequests = true;
     std::vector<Exchange> m_unlogged;
     QString m_error;
 };

@@ -64,6 +64,8 @@ public:
     QByteArray elapse(qint64 now);
 
     const LinkCounters& counters() const { return m_counters; }
+    /// Whether the next byte begins a symbol or a request.
+    bool isBetweenSymbols() const { return m_decoder.isAtRest(); }
 
 private:
     void handle(FrameDecoder::Event event, qint64 now);

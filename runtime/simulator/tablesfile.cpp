@@ -125,12 +125,21 @@ FileType fileTypeAt(const QJsonValue& value, const QString& path)
     return static_cast<FileType>(static_cast<int>(FileType::Output) + at);
 }
 
-void addFile(DataTables& tables, const QJsonValue& value, const QString& path)
+bool flagAt(const QJsonObject& object, const QString& name, const QString& path)
 {
+    if (object.contains(name) && !object[name].isBool())
+        throw JsonFault(path + '.' + name, "must be true or false");
+    return object[name].toBool();
+}
+
+void addFile(Description& description, const QJsonValue& value, const QString& path)
+{
+    constexpr int lengthOfCounters = 19;
+    DataTables& tables = description.tables;
     if (!value.isObject())
         throw JsonFault(path, "must be an object with \"number\" and \"type\"");
     const QJsonObject object = value.toObject();
-    requireKnown(object, path, {"number", "type", "length", "values", "protected"});
+    requireKnown(object, path, {"number", "type", "length", "values", "protected", "counters"});
     const int number = jsonNumber(object["number"], path + ".number", 0, 255);
     if (tables.file(number))
         throw JsonFault(path + ".number", QString("file %1 is there twice").arg(number));
@@ -151,9 +160,13 @@ void addFile(DataTables& tables, const QJsonValue& value, const QString& path)
     DataFile& file = tables.add(number, type, length);
     for (int element = 0; element < given; ++element)
         setElement(file, element, values[element], QString("%1.values[%2]").arg(path).arg(element));
-    if (object.contains("protected") && !object["protected"].isBool())
-        throw JsonFault(path + ".protected", "must be true or false");
-    file.setProtected(object["protected"].toBool());
+    file.setProtected(flagAt(object, "protected", path));
+    if (!flagAt(object, "counters", path))
+        return;
+    if (type != FileType::Integer || length < lengthOfCounters || description.model.countersFile)
+        throw JsonFault(path + ".counters",
+                        QString("is for one N file of %1 elements or more").arg(lengthOfCounters));
+    description.model.countersFile = number;
 }
 
 QString textAt(const QJsonObject& object, const QString& name)
@@ -216,7 +229,7 @@ Description describe(const QJsonObject& object, quint32 seed)
             throw JsonFault("files", "must be an array of files");
         const QJsonArray files = object["files"].toArray();
         for (int i = 0; i < files.size(); ++i)
-            addFile(description.tables, files[i], QString("files[%1]").arg(i));
+            addFile(description, files[i], QString("files[%1]").arg(i));
     }
     if (object.contains("mode"))
         setMode(description.tables, textAt(object, "mode"));

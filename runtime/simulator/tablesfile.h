@@ -14,7 +14,9 @@
 // words (control, PRE or LEN, ACC or POS) or an object of named words and bits.
 // Timers: pre acc en tt dn base; counters: pre acc cu cd dn ov un; controls: len pos
 // en eu dn em er ul in fd. "base" is "10ms", as without it, or "1s".
-// Modes: program, run, test, single.
+// Modes: program, run, test, single. "protected": true refuses writes to a file;
+// "counters": true, of one N file with 19 elements or more, makes it show the link
+// counters where CS0 does (Model::countersFile).
 #pragma once
 
 #include "simulator/models.h"

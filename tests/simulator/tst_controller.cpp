@@ -197,7 +197,8 @@ void TestController::damagedRequests()
 
 // Catches: a limit that is off by one or not the model's, a file that a model does not have
 // or is too short, a diagnostic status that is another model's, has its bytes out of place,
-// does not follow S2 or crashes without it, and an error that helps nobody.
+// does not follow S2 or crashes without it, a write in Program mode, and an error that helps
+// nobody.
 void TestController::models()
 {
     const char* const predefined = "32 32 66 64 40 40 40 256 64"; // elements of file 0, 1 and so on
@@ -233,6 +234,11 @@ void TestController::models()
         controller.tables().file(2)->setWord(6, 0, 0x0120);
         setProcessorMode(controller.tables(), ProcessorMode::RemoteProgram);
         QCOMPARE(status(), named(name, start + hex("2001 6120 0100") + hex(ram) + '\0'));
+        for (const auto& [request, answer] :
+             {std::pair("0F A2 02 07 89 02 00", "00"), std::pair("0F AA 02 07 89 02 00 1111", "70"),
+              std::pair("0F 26 06 07 00 0000 1111", "70")})
+            QCOMPARE(named(request, controller.execute(requestOf(request)).mid(3, 1)),
+                     named(request, hex(answer)));
     }
     QVERIFY(!modelOf("1300", &error));
     QCOMPARE(error,

@@ -1,5 +1,6 @@
 #include <QtTest>
 
+#include "simulator/controller.h"
 #include "simulator/tablesfile.h"
 
 using namespace simulator;
@@ -11,6 +12,7 @@ class TestTablesFile : public QObject
 private slots:
     void readsEveryType();
     void takesTheModelsFiles();
+    void showsLinkCounters();
     void saysWhatIsWrong_data();
     void saysWhatIsWrong();
 };
@@ -58,6 +60,19 @@ void TestTablesFile::takesTheModelsFiles()
     QVERIFY(read->tables == seededTables(3, *modelOf("1000", &error)));
 }
 
+// Catches: link counters that are no data, or in another's place.
+void TestTablesFile::showsLinkCounters()
+{
+    QString error;
+    const auto read = parseTables(
+        R"({"files": [{"number": 30, "type": "N", "length": 20, "counters": true}]})", 1, &error);
+    QVERIFY2(read, qPrintable(error));
+    Controller controller(read->tables, read->model);
+    controller.setLinkCounters({1, 2, 3, 4, 5, 6, 7, 8, 9});
+    QCOMPARE(controller.execute(QByteArray::fromHex("01000F003412A2121E890A00")).mid(6).toHex(),
+             QByteArray("010002000300000008000600000005000900"));
+}
+
 void TestTablesFile::saysWhatIsWrong_data()
 {
     QTest::addColumn<QByteArray>("json");
@@ -89,6 +104,8 @@ void TestTablesFile::saysWhatIsWrong_data()
                            << "values[0]: must be a number";
     QTest::newRow("words") << file(R"("number": 9, "type": "T", "values": [[1, 2]])")
                            << "values[0]: must have three words";
+    QTest::newRow("counters") << file(R"("number": 9, "type": "N", "length": 18, "counters": true)")
+                              << "files[1].counters: is for one N file of 19 elements";
     QTest::newRow("bit") << file(R"("number": 9, "type": "T", "values": [{"en": 1}])")
                          << "values[0].en: must be true or false";
     QTest::newRow("base") << file(R"("number": 9, "type": "T", "values": [{"base": "1ms"}])")
