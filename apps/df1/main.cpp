@@ -8,6 +8,7 @@
 #include "poll.h"
 #include "read.h"
 #include "simulate.h"
+#include "watch.h"
 #include "write.h"
 
 namespace {
@@ -36,6 +37,7 @@ int runWith(int argc, char** argv)
     addWriteVerb(app, run);
     addPollVerb(app, run);
     addSimulateVerb(app, run);
+    addWatchVerb(app, run);
 
     ExitCode code = ExitCode::Success;
     try {
