@@ -4,6 +4,7 @@
 #include "failure.h"
 #include "info.h"
 #include "links.h"
+#include "plan.h"
 #include "read.h"
 #include "simulate.h"
 #include "write.h"
@@ -32,6 +33,7 @@ int main(int argc, char** argv)
     std::function<ExitCode()> run;
     addInfoVerb(app, run);
     addLinksVerb(app, run);
+    addPlanVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
     addSimulateVerb(app, run);
