@@ -2,11 +2,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <iostream>
+#include <numeric>
 
 #include "host/linesettings.h"
 #include "host/requestplan.h"
-#include "table.h"
+#include "output.h"
 
 namespace {
 
@@ -18,6 +18,7 @@ struct PlanOptions
     int turnaround = 0; // milliseconds
     int station = 1;
     int top = 10;
+    OutputOptions output;
 };
 
 using Reads = std::vector<host::PlannedRead>;
@@ -46,19 +47,24 @@ Tags tagsIn(const std::string& fileName)
     return std::move(*tags);
 }
 
-QString milliseconds(double seconds)
+Cell milliseconds(double seconds)
 {
-    return QString::number(seconds * 1000, 'f', 1);
+    return Cell::number(QString::number(seconds * 1000, 'f', 1));
 }
 
-void printRequests(const Reads& reads)
+Column number(const char* name)
 {
-    std::vector<QStringList> rows;
+    return {QLatin1String(name), Column::Right};
+}
+
+Table requestTable(const Reads& reads)
+{
+    Table table{{{"request"}, number("count"), number("tags"), number("bytes"), number("ms")}, {}};
     for (const host::PlannedRead& read : reads)
-        rows.push_back({read.command.address, QString::number(read.command.count),
-                        QString::number(read.slices.size()), QString::number(read.lineBytes),
-                        milliseconds(read.seconds)});
-    printTable({"REQUEST", "COUNT", "TAGS", "BYTES", "MS"}, rows, 1);
+        table.rows.push_back({Cell::text(read.command.address), Cell::number(read.command.count),
+                              Cell::number(static_cast<int>(read.slices.size())),
+                              Cell::number(read.lineBytes), milliseconds(read.seconds)});
+    return table;
 }
 
 struct Costly
@@ -88,27 +94,27 @@ std::vector<Costly> costliest(const Reads& reads, const Tags& tags,
     return all;
 }
 
-void printCostliest(const std::vector<Costly>& costly, const Tags& tags)
+Table tagTable(const std::vector<Costly>& costly, const Tags& tags)
 {
-    std::vector<QStringList> rows;
+    Table table{{{"tag"}, {"address"}, number("saves_ms")}, {}};
     for (const Costly& entry : costly) {
         const host::Tag& tag = tags[static_cast<size_t>(entry.tag)];
-        rows.push_back({tag.name, tag.address, milliseconds(entry.seconds)});
+        table.rows.push_back(
+            {Cell::text(tag.name), Cell::text(tag.address), milliseconds(entry.seconds)});
     }
-    std::cout << '\n';
-    printTable({"COSTLIEST TAG", "ADDRESS", "SAVES MS"}, rows, 2);
+    return table;
 }
 
-void printSummary(const PlanOptions& options, const Reads& reads, size_t tags)
+Table scanTable(const Reads& reads, const Tags& tags)
 {
-    qint64 bytes = 0;
-    for (const host::PlannedRead& read : reads)
-        bytes += read.lineBytes;
-    std::cout << '\n'
-              << tags << (tags == 1 ? " tag in " : " tags in ") << reads.size()
-              << (reads.size() == 1 ? " request, " : " requests, ") << bytes
-              << " bytes: one scan takes " << milliseconds(secondsOf(reads)).toStdString()
-              << " ms at " << options.line << '\n';
+    const auto bytes = std::accumulate(
+        reads.begin(), reads.end(), qint64(0),
+        [](qint64 sum, const host::PlannedRead& read) { return sum + read.lineBytes; });
+    Table table{{number("tags"), number("requests"), number("bytes"), number("scan_ms")}, {}};
+    table.rows.push_back({Cell::number(static_cast<int>(tags.size())),
+                          Cell::number(static_cast<int>(reads.size())),
+                          Cell::number(QString::number(bytes)), milliseconds(secondsOf(reads))});
+    return table;
 }
 
 ExitCode runPlan(const PlanOptions& options)
@@ -116,10 +122,10 @@ ExitCode runPlan(const PlanOptions& options)
     const host::PlanSettings settings = settingsIn(options);
     const Tags tags = tagsIn(options.tags);
     const Reads reads = planReads(tags, settings);
-    printRequests(reads);
-    if (options.top > 0)
-        printCostliest(costliest(reads, tags, settings, options.top), tags);
-    printSummary(options, reads, tags.size());
+    const std::vector<Costly> dearest =
+        options.top == 0 ? std::vector<Costly>() : costliest(reads, tags, settings, options.top);
+    printTables({requestTable(reads), tagTable(dearest, tags), scanTable(reads, tags)},
+                options.output.format());
     return ExitCode::Success;
 }
 
@@ -152,6 +158,7 @@ void addPlanVerb(CLI::App& app, std::function<ExitCode()>& run)
     verb->add_option("--top", options->top, "So many of the tags that cost most; 0: none")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
+    options->output.addFormatTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 plan plant.csv\n"
                  "  df1 plan plant.csv --line 38400,NONE,8,1 --turnaround 5 --limit 82");
