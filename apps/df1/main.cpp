@@ -5,6 +5,7 @@
 #include "info.h"
 #include "links.h"
 #include "output.h"
+#include "plan.h"
 #include "poll.h"
 #include "read.h"
 #include "simulate.h"
@@ -33,6 +34,7 @@ int runWith(int argc, char** argv)
     std::function<ExitCode()> run;
     addInfoVerb(app, run);
     addLinksVerb(app, run);
+    addPlanVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
     addPollVerb(app, run);
