@@ -172,6 +172,7 @@ struct Connection::Parts
     LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
+    host::PlanSettings planSettings;
 };
 
 void ConnectionOptions::addTo(CLI::App& verb)
@@ -209,6 +210,9 @@ void ConnectionOptions::addTo(CLI::App& verb)
         ->check(CLI::Range(0, 1000));
     verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
         ->check(CLI::Range(0, 600000));
+    verb.add_option("--limit", limit,
+                    "Data bytes that one message may carry (206; a MicroLogix 1000 takes 82)")
+        ->check(CLI::Range(6, host::MOST_DATA_BYTES));
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
     verb.option_defaults()->group("Options");
@@ -229,6 +233,7 @@ void ConnectionOptions::takeProfile()
     for (const auto& [own, theirs] : {std::pair(&self, named.self),
                                       {&timeout, named.timeoutMs},
                                       {&retry, named.retry},
+                                      {&limit, named.limit},
                                       {&delay, named.delayMs}}) {
         if (!*own)
             *own = theirs;
@@ -258,6 +263,10 @@ Connection::Connection(ConnectionOptions options)
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
     host::scatterTransactionNumbers(driver);
+    m_parts->planSettings.line.secondsPerByte = line.secondsPerByte();
+    m_parts->planSettings.line.destination = settings.destination;
+    m_parts->planSettings.line.source = settings.source;
+    m_parts->planSettings.dataBytes = options.dataBytes();
 }
 
 Connection::~Connection() = default;
@@ -267,6 +276,11 @@ QByteArray Connection::read(const CommunicatorCommand& command)
     QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
     requireSuccess(command.address);
     return data;
+}
+
+host::PlanSettings Connection::planSettings() const
+{
+    return m_parts->planSettings;
 }
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
@@ -315,14 +329,16 @@ host::LinkProfiles openProfiles(const std::string& file)
     return *links;
 }
 
-std::vector<QByteArray> rehearse(ConnectionOptions options, const CommunicatorCommand& command,
-                                 const QByteArray& data)
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes)
 {
     options.takeProfile();
     const LoadedDriver driver(options.plugin);
     Rehearsal port(portSettings(options, *driver));
-    driver->write(&port, command, data);
-    if (driver->hasError())
-        throw refusalOf(*driver, command.address);
+    for (const host::WritePiece& write : writes) {
+        driver->write(&port, write.command, write.data);
+        if (driver->hasError())
+            throw refusalOf(*driver, write.command.address);
+    }
     return port.frames();
 }
