@@ -13,24 +13,6 @@ namespace {
 const char* const SIMULATOR = "sim";
 const quint32 SIMULATOR_SEED = 1;
 
-/// A driver that is there, or Failure.
-class LoadedDriver
-{
-public:
-    explicit LoadedDriver(const std::string& plugin)
-        : m_loader(pluginPath(plugin))
-    {
-        if (m_loader.driver() == nullptr)
-            throw Failure(ExitCode::Usage, m_loader.error());
-    }
-
-    DriverInterface& operator*() const { return *m_loader.driver(); }
-    DriverInterface* operator->() const { return m_loader.driver(); }
-
-private:
-    host::DriverLoader m_loader;
-};
-
 /// The station that the options name, themselves or by a project.
 std::optional<int> stationOf(const ConnectionOptions& options)
 {
@@ -245,28 +227,54 @@ bool ConnectionOptions::isSimulator() const
     return !port || *port == SIMULATOR;
 }
 
+LoadedDriver::LoadedDriver(const std::string& plugin)
+    : m_loader(pluginPath(plugin))
+{
+    if (m_loader.driver() == nullptr)
+        throw Failure(ExitCode::Usage, m_loader.error());
+}
+
+std::unique_ptr<DriverInterface> LoadedDriver::create() const
+{
+    QString error;
+    auto driver = m_loader.create(&error);
+    if (!driver)
+        throw Failure(ExitCode::Usage, error);
+    host::scatterTransactionNumbers(*driver);
+    return driver;
+}
+
+LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
+{
+    options.takeProfile();
+    line = lineSettings(options, driver);
+    port = portSettings(options, driver);
+    dataBytes = options.dataBytes();
+    link = QString::fromStdString(options.port.value_or(SIMULATOR));
+    if (!options.isSimulator())
+        return;
+    simulator = startSimulator(port);
+    link = simulator->portName();
+}
+
+LinkPlace::~LinkPlace() = default;
+LinkPlace::LinkPlace(LinkPlace&&) noexcept = default;
+
 Connection::Connection(ConnectionOptions options)
     : m_parts(std::make_unique<Parts>(options.plugin))
 {
-    options.takeProfile();
-    DriverInterface& driver = *m_parts->driver;
-    const host::LineSettings line = lineSettings(options, driver);
-    const host::PortSettings settings = portSettings(options, driver);
-
+    LinkPlace place(std::move(options), *m_parts->driver);
+    m_parts->simulator = std::move(place.simulator);
     QString error;
-    QString portText = QString::fromStdString(options.port.value_or(SIMULATOR));
-    if (options.isSimulator()) {
-        m_parts->simulator = startSimulator(settings);
-        portText = m_parts->simulator->portName();
-    }
-    m_parts->link = host::Link::open(portText, line, settings, &error);
+    m_parts->link = host::Link::open(place.link, place.line, place.port, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
-    host::scatterTransactionNumbers(driver);
-    m_parts->planSettings.line.secondsPerByte = line.secondsPerByte();
-    m_parts->planSettings.line.destination = settings.destination;
-    m_parts->planSettings.line.source = settings.source;
-    m_parts->planSettings.dataBytes = options.dataBytes();
+    host::scatterTransactionNumbers(*m_parts->driver);
+    host::PlanSettings& plan = m_parts->planSettings;
+    plan.line.secondsPerByte = place.line.secondsPerByte();
+    plan.line.destination = place.port.destination;
+    plan.line.source = place.port.source;
+    plan.dataBytes = place.dataBytes;
 }
 
 Connection::~Connection() = default;

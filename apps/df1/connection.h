@@ -11,8 +11,8 @@
 
 #include "drivers/driverinterface.h"
 #include "host/deviceport.h"
-
 #include "host/driverloader.h"
+#include "host/linesettings.h"
 #include "host/profile.h"
 #include "host/project.h"
 #include "host/requestplan.h"
@@ -20,6 +20,10 @@
 
 namespace CLI {
 class App;
+}
+
+namespace simulator {
+class PtyServer;
 }
 
 /// What the command line says; what it leaves out comes from the link that it names in
@@ -48,6 +52,38 @@ struct ConnectionOptions
     void takeProfile();
     bool isSimulator() const;
     int dataBytes() const { return limit.value_or(host::USUAL_DATA_BYTES); }
+};
+
+/// A driver that is there; making one throws Failure.
+class LoadedDriver
+{
+public:
+    explicit LoadedDriver(const std::string& plugin);
+
+    DriverInterface& operator*() const { return *m_loader.driver(); }
+    DriverInterface* operator->() const { return m_loader.driver(); }
+    /// A further driver, which shares nothing with this one and goes before it; its
+    /// transaction numbers begin at a random place.
+    std::unique_ptr<DriverInterface> create() const;
+
+private:
+    host::DriverLoader m_loader;
+};
+
+/// What the options say of a link, all of it; the embedded simulator runs where they
+/// mean that.
+struct LinkPlace
+{
+    /// Throws Failure when the options are unusable.
+    LinkPlace(ConnectionOptions options, DriverInterface& driver);
+    ~LinkPlace();
+    LinkPlace(LinkPlace&&) noexcept;
+
+    QString link; ///< as host::Link::open takes it
+    host::LineSettings line;
+    host::PortSettings port;
+    int dataBytes = host::USUAL_DATA_BYTES; ///< that one message may carry
+    std::unique_ptr<simulator::PtyServer> simulator;
 };
 
 /// A loaded driver and an open port, with the embedded simulator behind it where

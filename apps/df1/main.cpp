@@ -5,6 +5,7 @@
 #include "info.h"
 #include "links.h"
 #include "output.h"
+#include "poll.h"
 #include "read.h"
 #include "simulate.h"
 #include "write.h"
@@ -33,6 +34,7 @@ int runWith(int argc, char** argv)
     addLinksVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addPollVerb(app, run);
     addSimulateVerb(app, run);
 
     ExitCode code = ExitCode::Success;

@@ -20,12 +20,6 @@ struct ReadOptions
 
 // ---- rows ----
 
-Cell cellOf(const host::FormedValue& value)
-{
-    const bool isNumber = value.form == host::ValueForm::Bit || host::isNumber(value.form);
-    return isNumber ? Cell::number(value.text()) : Cell::text(value.text());
-}
-
 Cell hexOf(const host::FormedValue& value)
 {
     const int digits = value.form == host::ValueForm::Bit ? 1 : 2 * bytesOf(value.form);
@@ -39,7 +33,7 @@ Table tableOfValues()
 
 void addValue(Table& table, const QString& address, const host::FormedValue& value)
 {
-    table.rows.push_back({Cell::text(address), cellOf(value), hexOf(value)});
+    table.rows.push_back({Cell::text(address), Cell::value(value), hexOf(value)});
 }
 
 void addValues(Table& table, const host::ReadItem& item, const Values& values)
@@ -102,7 +96,7 @@ Table tableOfElements(const host::ReadItem& item, const Values& values)
         std::vector<Cell> row = {Cell::text(address)};
         for (const Part& part : parts) {
             table.columns.push_back({part.name, Column::Right});
-            row.push_back(cellOf(part.value));
+            row.push_back(Cell::value(part.value));
         }
         table.rows.push_back(row);
     });

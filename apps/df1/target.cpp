@@ -37,6 +37,13 @@ std::vector<host::WritePiece> splitWrite(const host::TagAddress& target, const Q
     return required(pieces, error);
 }
 
+std::vector<host::Tag> tagsIn(const std::string& fileName)
+{
+    QString error;
+    const auto tags = host::loadTagList(QString::fromStdString(fileName), &error);
+    return required(tags, error);
+}
+
 QByteArray dataOf(const host::TagAddress& target, const std::vector<std::string>& texts)
 {
     QStringList list;
