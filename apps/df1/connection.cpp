@@ -154,6 +154,7 @@ struct Connection::Parts
     LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
+    host::PlanSettings planSettings;
 };
 
 void ConnectionOptions::addTo(CLI::App& verb)
@@ -191,6 +192,9 @@ void ConnectionOptions::addTo(CLI::App& verb)
         ->check(CLI::Range(0, 1000));
     verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
         ->check(CLI::Range(0, 600000));
+    verb.add_option("--limit", limit,
+                    "Data bytes that one message may carry (206; a MicroLogix 1000 takes 82)")
+        ->check(CLI::Range(6, host::MOST_DATA_BYTES));
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
     verb.option_defaults()->group("Options");
@@ -211,6 +215,7 @@ void ConnectionOptions::takeProfile()
     for (const auto& [own, theirs] : {std::pair(&self, named.self),
                                       {&timeout, named.timeoutMs},
                                       {&retry, named.retry},
+                                      {&limit, named.limit},
                                       {&delay, named.delayMs}}) {
         if (!*own)
             *own = theirs;
@@ -244,6 +249,7 @@ LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
     options.takeProfile();
     line = lineSettings(options, driver);
     port = portSettings(options, driver);
+    dataBytes = options.dataBytes();
     link = QString::fromStdString(options.port.value_or(SIMULATOR));
     if (!options.isSimulator())
         return;
@@ -264,6 +270,11 @@ Connection::Connection(ConnectionOptions options)
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
     host::scatterTransactionNumbers(*m_parts->driver);
+    host::PlanSettings& plan = m_parts->planSettings;
+    plan.line.secondsPerByte = place.line.secondsPerByte();
+    plan.line.destination = place.port.destination;
+    plan.line.source = place.port.source;
+    plan.dataBytes = place.dataBytes;
 }
 
 Connection::~Connection() = default;
@@ -273,6 +284,11 @@ QByteArray Connection::read(const CommunicatorCommand& command)
     QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
     requireSuccess(command.address);
     return data;
+}
+
+host::PlanSettings Connection::planSettings() const
+{
+    return m_parts->planSettings;
 }
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
@@ -321,14 +337,16 @@ host::LinkProfiles openProfiles(const std::string& file)
     return *links;
 }
 
-std::vector<QByteArray> rehearse(ConnectionOptions options, const CommunicatorCommand& command,
-                                 const QByteArray& data)
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes)
 {
     options.takeProfile();
     const LoadedDriver driver(options.plugin);
     Rehearsal port(portSettings(options, *driver));
-    driver->write(&port, command, data);
-    if (driver->hasError())
-        throw refusalOf(*driver, command.address);
+    for (const host::WritePiece& write : writes) {
+        driver->write(&port, write.command, write.data);
+        if (driver->hasError())
+            throw refusalOf(*driver, write.command.address);
+    }
     return port.frames();
 }

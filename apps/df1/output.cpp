@@ -173,6 +173,12 @@ Cell Cell::number(const QString& digits)
     return {digits, std::isfinite(value) ? QJsonValue(value) : QJsonValue()};
 }
 
+Cell Cell::value(const host::FormedValue& value, double scale)
+{
+    const bool isNumber = value.form == host::ValueForm::Bit || host::isNumber(value.form);
+    return isNumber ? number(value.text(scale)) : text(value.text(scale));
+}
+
 void OutputOptions::addFormatTo(CLI::App& verb)
 {
     verb.add_option("--format", formatName, "Form of the data on standard output")

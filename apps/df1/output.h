@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/valueforms.h"
+
 namespace CLI {
 class App;
 }
@@ -26,6 +28,8 @@ struct Cell
     static Cell number(int value) { return {QString::number(value), value}; }
     /// A number that is written already; JSON has none that is not finite and gets null.
     static Cell number(const QString& digits);
+    /// A number unless its form is one of digits or names; times @p scale.
+    static Cell value(const host::FormedValue& value, double scale = 1);
     /// Null in JSON, nothing in CSV, @p text for people.
     static Cell missing(const QString& text = QString()) { return {text, QJsonValue()}; }
 

@@ -128,7 +128,7 @@ private:
         return {Cell::text(polled.time.toString(Qt::ISODateWithMs)),
                 Cell::text(source.name),
                 Cell::text(tag.name),
-                polled.value ? cellOf(*polled.value, tag) : Cell::missing(missing),
+                polled.value ? Cell::value(*polled.value, tag.scale) : Cell::missing(missing),
                 tag.unit.isEmpty() ? Cell::missing() : Cell::text(tag.unit),
                 polled.value ? Cell::missing() : Cell::text(polled.error)};
     }

@@ -34,19 +34,13 @@ std::unique_ptr<host::LinkPoller> pollerFor(const LinkPlace& place, const QStrin
     source.link = place.link;
     source.line = place.line;
     source.port = place.port;
+    source.dataBytes = place.dataBytes;
     source.tags = std::move(tags);
     host::PollSettings settings;
     settings.intervalMs = rate.interval;
     settings.count = rate.count;
     settings.longestPauseMs = rate.longestPause;
     return std::make_unique<host::LinkPoller>(std::move(source), settings, driver.create());
-}
-
-Cell cellOf(const host::FormedValue& value, const host::Tag& tag)
-{
-    const QString text = value.text(tag.scale);
-    const bool isNumber = host::isNumber(value.form) || value.form == host::ValueForm::Bit;
-    return isNumber ? Cell::number(text) : Cell::text(text);
 }
 
 QString textOf(const host::PollSource& source, const host::PollTotals& totals)

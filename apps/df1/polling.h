@@ -6,7 +6,6 @@
 
 #include "connection.h"
 #include "host/linkpoller.h"
-#include "output.h"
 
 /// How often, and how patiently, links are read.
 struct RateOptions
@@ -23,9 +22,6 @@ struct RateOptions
 std::unique_ptr<host::LinkPoller> pollerFor(const LinkPlace& place, const QString& name,
                                             std::vector<host::Tag> tags, const RateOptions& rate,
                                             const LoadedDriver& driver);
-
-/// A value of the tag, scaled.
-Cell cellOf(const host::FormedValue& value, const host::Tag& tag);
 
 /// One line about a link's polling, for the end of it.
 QString textOf(const host::PollSource& source, const host::PollTotals& totals);

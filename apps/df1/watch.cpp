@@ -222,7 +222,8 @@ private:
     static std::vector<Cell> rowOf(const host::Tag& tag, const host::PolledValue& polled)
     {
         return {Cell::text(polled.time.toString(Qt::ISODateWithMs)), Cell::text(tag.name),
-                polled.value ? cellOf(*polled.value, tag) : Cell::missing(QStringLiteral("-")),
+                polled.value ? Cell::value(*polled.value, tag.scale)
+                             : Cell::missing(QStringLiteral("-")),
                 tag.unit.isEmpty() ? Cell::missing() : Cell::text(tag.unit),
                 polled.value ? Cell::missing() : Cell::text(polled.error)};
     }
