@@ -11,7 +11,9 @@ enum class ExitCode
     Port = 3,     ///< the port can't be opened, or was lost
     NoAnswer = 4, ///< nothing came back from the controller
     Damaged = 5,  ///< lost bytes, wrong checks, answers that belong to nothing
-    Refused = 6   ///< the controller refused the request
+    Refused = 6,  ///< the controller refused the request
+    Mismatch = 7, ///< what was written reads back as something else
+    Output = 8    ///< standard output can't be written to
 };
 
 class Failure : public std::runtime_error
@@ -28,5 +30,5 @@ private:
     ExitCode m_code;
 };
 
-/// Prints "df1: " and the text on standard error.
+/// Prints "df1: " and the text on standard error; nothing when the text is empty.
 void report(const Failure& failure);

@@ -3,18 +3,18 @@
 #include <CLI/CLI.hpp>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <iostream>
 #include <memory>
 
 #include "connection.h"
 #include "drivers/drv_dev_setting.h"
+#include "output.h"
 
 namespace {
 
 struct InfoOptions
 {
     std::string plugin;
-    bool isJson = false;
+    OutputOptions output;
 };
 
 QJsonObject portRecord(DriverInterface& driver)
@@ -62,11 +62,11 @@ QString listOf(const QJsonObject& record, const QStringList& keys)
     return items.join(QStringLiteral(", "));
 }
 
-void printText(const QJsonObject& info)
+QByteArray textOf(const QJsonObject& info)
 {
-    const auto line = [](const char* label, const QString& text) {
-        std::cout << QString::fromLatin1(label).leftJustified(16).toStdString()
-                  << text.toStdString() << '\n';
+    QString text;
+    const auto line = [&](const char* label, const QString& value) {
+        text += QString::fromLatin1(label).leftJustified(16) + value + QLatin1Char('\n');
     };
     const auto plain = [&](const char* label, const char* key) {
         line(label, info.value(QLatin1String(key)).toVariant().toString());
@@ -87,6 +87,20 @@ void printText(const QJsonObject& info)
     plain("Block size", "blockSize");
     plain("Bit block size", "bitBlockSize");
     line("Verification", info.value("verification").toString().replace('\n', "\n                "));
+    return text.toUtf8();
+}
+
+/// One row for each property; those of a record as "record.property".
+void addRows(Table& table, const QJsonObject& record, const QString& prefix = QString())
+{
+    for (const QString& key : record.keys()) {
+        const QJsonValue value = record.value(key);
+        if (value.isObject())
+            addRows(table, value.toObject(), prefix + key + QLatin1Char('.'));
+        else
+            table.rows.push_back(
+                {Cell::text(prefix + key), Cell::text(value.toVariant().toString())});
+    }
 }
 
 ExitCode runInfo(const InfoOptions& options)
@@ -95,10 +109,14 @@ ExitCode runInfo(const InfoOptions& options)
     if (loader.driver() == nullptr)
         throw Failure(ExitCode::Usage, loader.error());
     const QJsonObject info = describe(loader);
-    if (options.isJson)
-        std::cout << QJsonDocument(info).toJson().constData();
-    else
-        printText(info);
+    const Format format = options.output.format();
+    if (format == Format::Csv) {
+        Table table{{{"property"}, {"value"}}, {}};
+        addRows(table, info);
+        printTables({table}, format);
+    } else {
+        print(format == Format::Json ? QJsonDocument(info).toJson() : textOf(info));
+    }
     return ExitCode::Success;
 }
 
@@ -111,6 +129,10 @@ void addInfoVerb(CLI::App& app, std::function<ExitCode()>& run)
     verb->add_option("--plugin", options->plugin,
                      "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
-    verb->add_flag("--json", options->isJson, "Print one JSON object");
+    options->output.addFormatTo(*verb);
+    verb->add_flag_callback(
+            "--json", [options] { options->output.formatName = "json"; },
+            "The same as --format json")
+        ->group("Output");
     verb->callback([options, &run] { run = [options] { return runInfo(*options); }; });
 }

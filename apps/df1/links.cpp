@@ -3,23 +3,61 @@
 #include <CLI/CLI.hpp>
 
 #include "connection.h"
-#include "table.h"
+#include "output.h"
 
 namespace {
 
-ExitCode runLinks(const std::string& directory)
+struct LinksOptions
+{
+    std::string project;
+    std::string profile;
+    OutputOptions output;
+};
+
+Table profileTable(const std::string& file)
+{
+    const auto cellOf = [](const std::optional<int>& number) {
+        return number ? Cell::number(*number) : Cell::missing();
+    };
+    Table table{{{"link"},
+                 {"port"},
+                 {"line"},
+                 {"station", Column::Right},
+                 {"self", Column::Right},
+                 {"timeout", Column::Right},
+                 {"retry", Column::Right},
+                 {"delay", Column::Right},
+                 {"limit", Column::Right}},
+                {}};
+    for (const auto& [name, link] : openProfiles(file))
+        table.rows.push_back({Cell::text(name), Cell::text(link.port),
+                              link.line ? Cell::text(*link.line) : Cell::missing(),
+                              cellOf(link.station), cellOf(link.self), cellOf(link.timeoutMs),
+                              cellOf(link.retry), cellOf(link.delayMs), cellOf(link.limit)});
+    return table;
+}
+
+Table projectTable(const std::string& directory)
 {
     const std::unique_ptr<host::Project> project = openProject(directory);
-    std::vector<QStringList> rows;
+    Table table{{{"link"}, {"port"}, {"station"}, {"address"}}, {}};
     for (const host::ProjectLink& link : project->links()) {
         const QString endpoint = link.ip.isEmpty()
                                      ? QString()
                                      : link.ip + QLatin1Char(':') + QString::number(link.tcpPort);
-        rows.push_back({QString::number(link.linkId), host::hmiPortName(link.hmiPort),
-                        link.station ? QString::number(*link.station) : QStringLiteral("none"),
-                        endpoint});
+        table.rows.push_back({Cell::number(link.linkId),
+                              Cell::text(host::hmiPortName(link.hmiPort)),
+                              link.station ? Cell::number(*link.station) : Cell::missing("none"),
+                              endpoint.isEmpty() ? Cell::missing() : Cell::text(endpoint)});
     }
-    printTable({"LINK", "PORT", "STATION", "ADDRESS"}, rows, 4);
+    return table;
+}
+
+ExitCode runLinks(const LinksOptions& options)
+{
+    printTables(
+        {options.project.empty() ? profileTable(options.profile) : projectTable(options.project)},
+        options.output.format());
     return ExitCode::Success;
 }
 
@@ -27,14 +65,22 @@ ExitCode runLinks(const std::string& directory)
 
 void addLinksVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
-    const auto project = std::make_shared<std::string>();
+    const auto options = std::make_shared<LinksOptions>();
     CLI::App* const verb =
-        app.add_subcommand("links", "List a panel project's links, ports and default stations");
-    verb->add_option("--project", *project, "Directory that holds compile/database/database")
-        ->required()
-        ->type_name("DIR");
-    verb->footer("Example:\n"
+        app.add_subcommand("links", "List the links of the profile file or of a panel project");
+    CLI::Option* const project =
+        verb->add_option("--project", options->project,
+                         "Panel project, which holds compile/database/database: list its links, "
+                         "ports and default stations")
+            ->type_name("DIR");
+    verb->add_option("--profile", options->profile,
+                     "Profile file (micrologix/links.json in the configuration folder)")
+        ->type_name("FILE")
+        ->excludes(project);
+    options->output.addFormatTo(*verb);
+    verb->footer("Examples:\n"
+                 "  df1 links\n"
                  "  df1 links --project /opt/panel\n"
                  "  df1 read N7:0 --port /dev/ttyUSB0 --project /opt/panel --hmi-port COM2");
-    verb->callback([project, &run] { run = [project] { return runLinks(*project); }; });
+    verb->callback([options, &run] { run = [options] { return runLinks(*options); }; });
 }

@@ -4,6 +4,8 @@
 #include "failure.h"
 #include "info.h"
 #include "links.h"
+#include "output.h"
+#include "poll.h"
 #include "read.h"
 #include "simulate.h"
 #include "write.h"
@@ -17,13 +19,11 @@ int exitStatus(ExitCode code)
 
 const char* const EXIT_CODES =
     "Exit codes: 0 all done; 2 wrong usage or unusable address; 3 port; 4 no answer;\n"
-    "5 damaged traffic; 6 refused by the controller.\n";
+    "5 damaged traffic; 6 refused by the controller; 7 reads back otherwise than\n"
+    "written; 8 standard output can't be written to.\n";
 
-}
-
-int main(int argc, char** argv)
+int runWith(int argc, char** argv)
 {
-    const QCoreApplication application(argc, argv);
     CLI::App app("Reads and writes Allen-Bradley MicroLogix controllers over DF1 full duplex.",
                  "df1");
     app.set_version_flag("--version", DF1_VERSION);
@@ -34,15 +34,28 @@ int main(int argc, char** argv)
     addLinksVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addPollVerb(app, run);
     addSimulateVerb(app, run);
 
+    ExitCode code = ExitCode::Success;
     try {
         app.parse(argc, argv);
+        code = run();
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : exitStatus(ExitCode::Usage);
+        code = app.exit(error) == 0 ? ExitCode::Success : ExitCode::Usage;
     }
+    finishOutput();
+    return exitStatus(code);
+}
+
+}
+
+int main(int argc, char** argv)
+{
+    guardStandardStreams();
+    const QCoreApplication application(argc, argv);
     try {
-        return exitStatus(run());
+        return runWith(argc, argv);
     } catch (const Failure& failure) {
         report(failure);
         return exitStatus(failure.code());

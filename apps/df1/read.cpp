@@ -3,8 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include "connection.h"
-#include "table.h"
-#include "values.h"
+#include "host/values.h"
+#include "output.h"
+#include "target.h"
 
 namespace {
 
@@ -13,17 +14,17 @@ struct ReadOptions
     ConnectionOptions connection;
     std::vector<std::string> addresses;
     int count = 1;
+    OutputOptions output;
 };
 
-std::vector<QStringList> readRows(Connection& connection, const Target& target, int count)
+void readRows(Connection& connection, const host::TagAddress& target, int count, Table& table)
 {
-    const QByteArray data = connection.read(target.readRequest(count));
-    std::vector<QStringList> rows;
-    for (int i = 0; i < valuesIn(target, data, count); ++i) {
-        const ValueText text = valueAt(target, data, i);
-        rows.push_back({target.addressOf(i), text.value, text.hex});
+    const QByteArray data = connection.read(readRequest(target, count));
+    for (int i = 0; i < host::valuesIn(target, data, count); ++i) {
+        const host::ValueText text = host::valueAt(target, data, i);
+        table.rows.push_back(
+            {Cell::text(target.textOf(i)), Cell::number(text.value), Cell::text(text.hex)});
     }
-    return rows;
 }
 
 /// Whether the next address is worth trying: the line itself is in order.
@@ -35,13 +36,11 @@ bool isAboutTheAddress(ExitCode code)
 ExitCode runRead(const ReadOptions& options)
 {
     Connection connection(options.connection);
-    std::vector<QStringList> rows;
+    Table table{{{"address"}, {"value", Column::Right}, {"hex", Column::Right}}, {}};
     ExitCode result = ExitCode::Success;
     for (const std::string& address : options.addresses) {
         try {
-            const Target target(QString::fromStdString(address));
-            const std::vector<QStringList> read = readRows(connection, target, options.count);
-            rows.insert(rows.end(), read.begin(), read.end());
+            readRows(connection, targetOf(address), options.count, table);
         } catch (const Failure& failure) {
             report(failure);
             if (result == ExitCode::Success)
@@ -50,8 +49,7 @@ ExitCode runRead(const ReadOptions& options)
                 break;
         }
     }
-    if (!rows.empty())
-        printTable({"ADDRESS", "VALUE", "HEX"}, rows, 1);
+    printTables({table}, options.output.format());
     return result;
 }
 
@@ -61,6 +59,7 @@ void addReadVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
     const auto options = std::make_shared<ReadOptions>();
     CLI::App* const verb = app.add_subcommand("read", "Read values and print them as a table");
+    options->connection.addTo(*verb);
     verb->add_option("address", options->addresses,
                      "What to read: N7:0 (words), F8:1 (floats), T4:0 (control words), T4:0.ACC "
                      "(named words), B3:2/5, T4:0/DN, T4:0.ACC/3 (bits)")
@@ -69,7 +68,8 @@ void addReadVerb(CLI::App& app, std::function<ExitCode()>& run)
     verb->add_option("-n,--count", options->count, "Values from each address on")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
-    options->connection.addTo(*verb);
+    options->output.addFormatTo(*verb);
+    options->output.addQuietTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 read N7:0 T4:0.ACC F8:1\n"
                  "  df1 read N7:0 --count 10 --port /dev/ttyUSB0 --line 9600,NONE,8,1\n"

@@ -3,11 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <QDateTime>
 #include <QFileInfo>
-#include <csignal>
 #include <iostream>
 #include <mutex>
-#include <pthread.h>
 
+#include "endsignals.h"
 #include "host/linesettings.h"
 #include "simulator/faults.h"
 #include "simulator/jsonfile.h"
@@ -136,24 +135,11 @@ simulator::Place placeIn(const SimulateOptions& options, int number)
     return simulator::PtyPlace{link};
 }
 
-/// Takes SIGINT and SIGTERM from now on, in this thread and in those made after it.
-sigset_t heldEndings()
-{
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-    return ending;
-}
-
 class Simulation
 {
 public:
     explicit Simulation(const SimulateOptions& options)
         : m_options(options)
-        , m_ending(heldEndings())
-        , m_owner(::pthread_self())
     {}
 
     ExitCode run()
@@ -163,8 +149,7 @@ public:
             start(description, number);
         for (const auto& server : m_servers)
             std::cout << server->portName().toStdString() << std::endl;
-        int signal = 0;
-        ::sigwait(&m_ending, &signal);
+        m_ending.wait();
         m_servers.clear();
         if (!m_broken.isEmpty())
             throw Failure(ExitCode::Port, m_broken);
@@ -205,12 +190,11 @@ private:
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_broken.isEmpty())
             m_broken = reason;
-        ::pthread_kill(m_owner, SIGTERM);
+        m_ending.end();
     }
 
     const SimulateOptions& m_options;
-    sigset_t m_ending;
-    pthread_t m_owner;
+    EndSignals m_ending;
     std::mutex m_mutex;
     QString m_broken;
     std::vector<std::unique_ptr<simulator::Server>> m_servers;

@@ -1,10 +1,10 @@
 #include "write.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
 
 #include "connection.h"
-#include "values.h"
+#include "output.h"
+#include "target.h"
 
 namespace {
 
@@ -14,24 +14,28 @@ struct WriteOptions
     std::string address;
     std::vector<std::string> values;
     bool isDryRun = false;
+    OutputOptions output;
 };
 
 ExitCode runWrite(const WriteOptions& options)
 {
-    const Target target(QString::fromStdString(options.address));
+    const host::TagAddress target = targetOf(options.address);
     const QByteArray data = dataOf(target, options.values);
     const CommunicatorCommand request =
-        target.writeRequest(static_cast<int>(options.values.size()));
+        writeRequest(target, static_cast<int>(options.values.size()));
     // Also of a real write: what the driver refuses shows before a port is opened.
     const std::vector<QByteArray> frames = rehearse(options.connection, request, data);
     if (options.isDryRun) {
         for (const QByteArray& frame : frames)
-            std::cout << frame.toHex(' ').toUpper().toStdString() << '\n';
+            print(frame.toHex(' ').toUpper() + '\n');
         return ExitCode::Success;
     }
     Connection(options.connection).write(request, data);
-    std::cout << options.address << ": " << options.values.size()
-              << (options.values.size() == 1 ? " value" : " values") << " written\n";
+    tell(QStringLiteral("%1: %2 %3 written")
+             .arg(target.text())
+             .arg(options.values.size())
+             .arg(options.values.size() == 1 ? "value" : "values"),
+         options.output);
     return ExitCode::Success;
 }
 
@@ -41,6 +45,7 @@ void addWriteVerb(CLI::App& app, std::function<ExitCode()>& run)
 {
     const auto options = std::make_shared<WriteOptions>();
     CLI::App* const verb = app.add_subcommand("write", "Write values into a data table");
+    options->connection.addTo(*verb);
     verb->add_option("address", options->address,
                      "Where to write: N7:0, F8:1, B3:2/5, T4:0/EN, T4:0.PRE; further values go "
                      "into the elements behind it")
@@ -53,7 +58,7 @@ void addWriteVerb(CLI::App& app, std::function<ExitCode()>& run)
         ->type_name("VALUE");
     verb->add_flag("--dry-run", options->isDryRun,
                    "Print the frames that would be sent, and open no port");
-    options->connection.addTo(*verb);
+    options->output.addQuietTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 write N7:0 42 0x2A --port /dev/ttyUSB0\n"
                  "  df1 write --port /dev/ttyUSB0 N7:0 -- -5\n"

@@ -4,6 +4,9 @@
 #include <QFileInfo>
 #include <QJsonObject>
 #include <QLibrary>
+#include <QRandomGenerator>
+
+#include "drivers/abstractdeviceinterface.h"
 
 namespace host {
 
@@ -17,6 +20,42 @@ QString defaultDriverPath(const QString& programFolder)
     const QString built =
         QDir::cleanPath(programFolder + QStringLiteral("/../lib/libmicrologix.so"));
     return !QFileInfo::exists(installed) && QFileInfo::exists(built) ? built : installed;
+}
+
+namespace {
+
+/// A port with nobody behind it.
+class DeadPort : public AbstractDeviceInterface
+{
+public:
+    explicit DeadPort(int retries)
+        : m_retries(retries)
+    {}
+
+    int receiveData(unsigned char*, int) override { return 0; }
+    void sendData(const unsigned char*, int) override {}
+    void getParameter(int, QVariant&) override {}
+    void setParameter(int, const QVariant&) override {}
+    int retryCount() override { return m_retries; }
+    int destinationAddress() override { return 0; }
+    int sourceAddress() override { return 0; }
+    unsigned int delayTime() override { return 0; }
+
+private:
+    int m_retries;
+};
+
+}
+
+// Every attempt takes a number, wherever it leads.
+void scatterTransactionNumbers(DriverInterface& driver)
+{
+    const int mostAttempts = 200;
+    DeadPort port(QRandomGenerator::global()->bounded(mostAttempts));
+    CommunicatorCommand command;
+    command.type = 2;
+    command.address = QStringLiteral("N7:0");
+    driver.read(&port, command);
 }
 
 DriverLoader::DriverLoader(const QString& path)
@@ -36,6 +75,17 @@ DriverLoader::DriverLoader(const QString& path)
         m_error = QStringLiteral("cannot load driver '%1': %2; give the driver's plugin file, such "
                                  "as libmicrologix.so, or name it in MICROLOGIX_PLUGIN")
                       .arg(path, fault);
+}
+
+std::unique_ptr<DriverInterface> DriverLoader::create(QString* error) const
+{
+    using Create = DriverInterface*();
+    auto* const create = reinterpret_cast<Create*>(resolve("CreateDriver"));
+    std::unique_ptr<DriverInterface> driver(create != nullptr ? create() : nullptr);
+    if (driver == nullptr)
+        *error = QStringLiteral("'%1' makes no further driver: it exports no CreateDriver")
+                     .arg(m_loader.fileName());
+    return driver;
 }
 
 DriverLoader::~DriverLoader()
@@ -59,9 +109,13 @@ QString DriverLoader::builtForQt() const
 QString DriverLoader::verificationText() const
 {
     using Query = const char*();
-    auto* const query = reinterpret_cast<Query*>(
-        QLibrary::resolve(m_loader.fileName(), "qt_plugin_query_verification_data"));
+    auto* const query = reinterpret_cast<Query*>(resolve("qt_plugin_query_verification_data"));
     return query != nullptr ? QString::fromLatin1(query()) : QString();
+}
+
+QFunctionPointer DriverLoader::resolve(const char* symbol) const
+{
+    return QLibrary::resolve(m_loader.fileName(), symbol);
 }
 
 /// Loads the file; what is wrong with it, or nothing.

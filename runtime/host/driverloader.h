@@ -5,9 +5,17 @@
 #include <QPluginLoader>
 #include <QString>
 
+#include <memory>
+
 #include "drivers/driverinterface.h"
 
 namespace host {
+
+/// Has @p driver go on from a random transaction number. A new driver begins at 1,
+/// and a controller discards a request that carries the SRC, CMD and TNS of the one
+/// before (publication 1770-6.5.16, duplicate detection): of two programs, one run
+/// after the other, the second would lose its first attempt. Sends nothing.
+void scatterTransactionNumbers(DriverInterface& driver);
 
 /// Where the driver plugin is looked for by default: the file that the
 /// environment variable MICROLOGIX_PLUGIN names, else the place where an installed
@@ -31,6 +39,10 @@ public:
 
     /// The driver, owned by the loader; null when the file can't be used.
     DriverInterface* driver() const { return m_driver; }
+    /// A further driver object, which shares nothing with driver() or any other; goes
+    /// before the loader does. Null, with the reason in @p error, which is not null,
+    /// when the file makes none. For any thread.
+    std::unique_ptr<DriverInterface> create(QString* error) const;
     /// What is wrong with the file, in one line; empty when there is a driver.
     const QString& error() const { return m_error; }
 
@@ -46,6 +58,7 @@ public:
     QString verificationText() const;
 
 private:
+    QFunctionPointer resolve(const char* symbol) const;
     QString load();
 
     QPluginLoader m_loader;

@@ -20,15 +20,20 @@ struct Outcome
     QString errors;
 };
 
-Outcome runDf1(const QStringList& arguments)
+Outcome run(const QString& program, const QStringList& arguments)
 {
     QProcess process;
-    process.start(QStringLiteral(DF1_FILE), arguments);
+    process.start(program, arguments);
     if (!process.waitForFinished(20000))
         return {-1, QString(), process.errorString()};
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
             QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
+}
+
+Outcome runDf1(const QStringList& arguments)
+{
+    return run(QStringLiteral(DF1_FILE), arguments);
 }
 
 }
@@ -42,11 +47,17 @@ private slots:
     void failures_data();
     void failures();
     void printsATable();
+    void printsForPrograms_data();
+    void printsForPrograms();
+    void saysWhatItCouldNotPrint();
+    void coloursTerminalsOnly();
     void namesTheNeighbours();
     void readsOnAfterARefusal();
     void writesWhatItSays_data();
     void writesWhatItSays();
     void rehearsesWithoutAPort();
+    void takesLinksFromAProfile_data();
+    void takesLinksFromAProfile();
     void takesAStationFromAProject();
     void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
@@ -67,7 +78,7 @@ void TestDf1::failures_data()
     QTest::newRow("no element") << "read N7" << 2 << "invalid address format";
     QTest::newRow("element out of range") << "read N7:65536" << 2 << "0 to 65535";
     QTest::newRow("file out of range") << "read N300:0" << 2 << "0 to 255";
-    QTest::newRow("too many values") << "read F8:0 --count 62" << 2 << "--count 61 at most";
+    QTest::newRow("too many values") << "read F8:0 --count 62" << 2 << "give 61 at most";
     QTest::newRow("station out of range") << "read N7:0 --station 255" << 2 << "0 to 254";
     QTest::newRow("bad line") << "read N7:0 --line 19200,NONE,9,1" << 2 << "9";
     QTest::newRow("no plugin") << "read N7:0 --plugin /nonexistent" << 2 << "/nonexistent";
@@ -77,7 +88,7 @@ void TestDf1::failures_data()
     QTest::newRow("elements out of range") << "read N7:65535 --count 2" << 2 << "0 to 65535";
     QTest::newRow("no such bit") << "read T4:0/XY" << 2 << "EN, TT, DN";
     QTest::newRow("no such word") << "read R6:0.ACC" << 2 << "LEN, POS";
-    QTest::newRow("too many bits") << "read B3:0/15 --count 1954" << 2 << "--count 1953 at most";
+    QTest::newRow("too many bits") << "read B3:0/15 --count 1954" << 2 << "give 1953 at most";
     QTest::newRow("no value") << "write N7:0" << 2 << "value is required";
     QTest::newRow("word too large") << "write N7:0 65536 --port /none" << 2 << "-32768 to 65535";
     QTest::newRow("word too small") << "write N7:0 --port /none -- -32769" << 2 << "-32768";
@@ -124,6 +135,68 @@ void TestDf1::printsATable()
     QCOMPARE(addresses.join(QLatin1Char(' ')),
              QString("ADDRESS N7:2 N7:3 F8:0 F8:1 T4:0.PRE T4:1.PRE"));
     QVERIFY(outcome.output.contains(QRegularExpression("\nN7:2 +16 +0010\n")));
+}
+
+void TestDf1::printsForPrograms_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("output");
+
+    QTest::newRow("JSON")
+        << "read --format json N7:0 F8:9 F8:0 --port" // F8:9 is no number
+        << "[\n  {\"address\": \"N7:0\", \"value\": 500, \"hex\": \"01F4\"},\n"
+           "  {\"address\": \"F8:9\", \"value\": null, \"hex\": \"7FC00000\"},\n"
+           "  {\"address\": \"F8:0\", \"value\": 73.9, \"hex\": \"4293CCCD\"}\n]\n";
+    QTest::newRow("CSV") << "read --format csv N7:0 F8:0 --port"
+                         << "address,value,hex\r\nN7:0,500,01F4\r\nF8:0,73.9,4293CCCD\r\n";
+    QTest::newRow("JSON of nothing") << "read --format json N99:0 --port"
+                                     << "[]\n";
+}
+
+// Catches: JSON or CSV that programs refuse, and numbers that lose their last digits.
+void TestDf1::printsForPrograms()
+{
+    QFETCH(QString, arguments);
+    simulator::DataTables tables = simulator::seededTables(1);
+    QVERIFY(tables.file(8)->write(9, 0, hex("0000C07F")));
+    simulator::PtyServer server{simulator::Controller(tables)};
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    arguments += QLatin1Char(' ') + server.portName();
+    QTEST(runDf1(arguments.split(QLatin1Char(' '))).output, "output");
+}
+
+// Catches: lost output that is told as a success, and an end without a word.
+void TestDf1::saysWhatItCouldNotPrint()
+{
+    const std::tuple<const char*, const char*> rows[] = {
+        {DF1_FILE " read N7:0 >/dev/full", "df1: can't write to standard output: No space"},
+        {DF1_FILE " read --help >/dev/full", "df1: can't write to standard output: No space"},
+        {DF1_FILE " info >&-", "df1: can't write to standard output: Bad file"},
+        {"{ sleep 0.3; " DF1_FILE " info; echo $? >&2; } | head -c 0; exit 8", "8\n"},
+    };
+    for (const auto& [command, errors] : rows) {
+        const Outcome outcome = run("sh", {"-c", command});
+        QCOMPARE(outcome.exitCode, 8);
+        QVERIFY2(outcome.errors.startsWith(errors), qPrintable(command + outcome.errors));
+    }
+}
+
+// Catches: colours in files and pipes, or against the user's wish.
+void TestDf1::coloursTerminalsOnly()
+{
+    const std::tuple<const char*, bool> rows[] = {
+        {"TERM=xterm", true}, {"TERM=dumb", false}, {"NO_COLOR=1", false}};
+    for (const auto& [variable, isColoured] : rows) {
+        const support::PtyPair line;
+        QProcess process;
+        process.setStandardOutputFile(line.slavePath());
+        process.start("env", {"-u", "NO_COLOR", "TERM=xterm", variable, DF1_FILE, "read", "N7:0"});
+        QVERIFY(process.waitForFinished());
+        char buffer[256];
+        const ssize_t received = ::read(line.master(), buffer, sizeof buffer);
+        QCOMPARE(QByteArray(buffer, static_cast<int>(received)).contains('\033'), isColoured);
+    }
 }
 
 // Catches: a value under another element's or bit's name.
@@ -175,7 +248,8 @@ void TestDf1::writesWhatItSays()
         arguments += QLatin1String(" %1");
     const Outcome outcome = runDf1(arguments.arg(server.portName()).split(QLatin1Char(' ')));
     QVERIFY2(outcome.exitCode == 0, qPrintable(outcome.errors));
-    QVERIFY(outcome.output.contains("written"));
+    QCOMPARE(outcome.output, QString());
+    QVERIFY(outcome.errors.contains("written"));
     QVERIFY(tables.file(file)->write(element, subElement, bytes));
     QVERIFY(server.snapshot() == tables);
 }
@@ -189,6 +263,49 @@ void TestDf1::rehearsesWithoutAPort()
     QCOMPARE(outcome.output,
              QString("10 02 01 00 0F 00 01 00 AA 02 04 86 00 01 01 00 10 03 9C D6\n"
                      "10 02 01 00 0F 00 02 00 AA 02 04 86 01 01 10 10 00 10 03 FE 57\n"));
+}
+
+void TestDf1::takesLinksFromAProfile_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("start"); // of what is printed
+
+    QTest::newRow("named") << "write press4 N7:0 1 --dry-run" << 0 << "10 02 04 05 0F";
+    QTest::newRow("options first") << "write --dry-run press4 N7:0 1" << 0 << "10 02 04 05 0F";
+    QTest::newRow("own station") << "write press4 N7:0 1 --dry-run --station 7 --self 8" << 0
+                                 << "10 02 07 08 0F";
+    QTest::newRow("its port") << "read oven N7:0" << 3 << "df1: cannot open /nonexistent";
+    QTest::newRow("own port") << "read oven N7:0 --port sim" << 0 << "ADDRESS";
+    QTest::newRow("no such link") << "read oven2 N7:0" << 2
+                                  << "df1: there is no link 'oven2'; known: oven, press4";
+    QTest::newRow("not the first") << "read N7:0 oven" << 2 << "df1: oven: invalid address";
+    QTest::newRow("no address") << "read N7" << 2 << "df1: N7: invalid address";
+    QTest::newRow("no file") << "read oven N7:0 --profile /none" << 2 << "df1: no links are known";
+    QTest::newRow("list") << "links --format csv" << 0
+                          << "link,port,line,station,self,timeout,retry,delay,limit\r\n"
+                             "oven,/nonexistent,,,,,,,\r\npress4,sim,,4,5,,,,\r\n";
+}
+
+// Catches: a link's settings left out, or put before those of the command line.
+void TestDf1::takesLinksFromAProfile()
+{
+    QFETCH(QString, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QString, start);
+
+    const QTemporaryDir directory;
+    QFile file(directory.filePath("links.json"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"({ "press4": { "port": "sim", "station": 4, "self": 5 },
+                    "oven": { "port": "/nonexistent" } })");
+    file.close();
+    if (!arguments.contains("--profile"))
+        arguments += " --profile " + file.fileName();
+    const Outcome outcome = runDf1(arguments.split(QLatin1Char(' ')));
+    QVERIFY2((outcome.errors + outcome.output).startsWith(start),
+             qPrintable(outcome.errors + outcome.output));
+    QCOMPARE(outcome.exitCode, exitCode);
 }
 
 // Catches: a project's station left out, or taken from another link's node.

@@ -13,6 +13,7 @@ private slots:
     void refuses_data();
     void refuses();
     void ownsTheDriver();
+    void makesFurtherDrivers();
     void defaultPath();
     void prefersTheInstalledPlace();
 };
@@ -70,6 +71,23 @@ void TestDriverLoader::ownsTheDriver()
     driver = second.driver()->getThisObject();
     first.reset();
     QVERIFY(!driver.isNull());
+}
+
+// Catches: further drivers that share the first one's state, and a file without an entry
+// point for them that is called nevertheless.
+void TestDriverLoader::makesFurtherDrivers()
+{
+    const host::DriverLoader loader(MICROLOGIX_FILE);
+    QString error;
+    const auto one = loader.create(&error);
+    const auto other = loader.create(&error);
+    QVERIFY2(one && other, qPrintable(error));
+    QVERIFY(one != other && one.get() != loader.driver());
+    host::scatterTransactionNumbers(*one);
+    QCOMPARE(one->getLastError(), QString("PLC no response"));
+    QVERIFY(other->getLastError().isNull());
+    QVERIFY(!host::DriverLoader(OTHER_PLUGIN_FILE).create(&error));
+    QVERIFY2(error.contains("exports no CreateDriver"), qPrintable(error));
 }
 
 // Catches: a default that misses the build tree, or ignores the variable.

@@ -3,10 +3,15 @@
 #include <QtTest>
 
 #include <arpa/inet.h>
+#include <atomic>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <termios.h>
+#include <thread>
 #include <unistd.h>
 
 #include "simulator/server.h"
@@ -93,6 +98,23 @@ Controller controllerOf42s()
     return Controller(tables);
 }
 
+int openDescriptors()
+{
+    DIR* folder = ::opendir("/proc/self/fd");
+    int count = 0;
+    while (::readdir(folder))
+        ++count;
+    ::closedir(folder);
+    return count;
+}
+
+double processorSeconds()
+{
+    timespec used;
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
+}
+
 ServerSettings settingsWith(const char* faults)
 {
     QString error;
@@ -120,6 +142,11 @@ private slots:
     void livesUnlessItIsStill();
     void logsTransactions();
     void tellsOfABrokenLine();
+    void looksInsideWhileServing();
+    void enquiresInRealTime();
+    void waitsForAClientThatDoesNotRead();
+    void stopsPromptlyAndLeavesNothing();
+    void saysWhyItCannotStart();
 };
 
 void TestServer::servesEveryKind_data()
@@ -130,8 +157,8 @@ void TestServer::servesEveryKind_data()
     QTest::newRow("serial") << "serial";
 }
 
-// Catches: a kind that garbles bytes, serves one client only, or shares state with
-// another server.
+// Catches: a kind that garbles bytes, serves one client only, burns the processor when
+// its client goes, keeps counters from the controller, or shares state with another server.
 void TestServer::servesEveryKind()
 {
     QFETCH(QString, kind);
@@ -158,6 +185,14 @@ void TestServer::servesEveryKind()
         QCOMPARE(Client(other.portName()).ask(requestWith(tns), 2).toHex(), ACK.toHex());
         QCOMPARE(used.ask(ACK + hex("1005"), 2).toHex(), ACK.toHex());
     }
+    const double before = processorSeconds();
+    QTest::qSleep(300);
+    QVERIFY(processorSeconds() - before < 0.1);
+    Client client(server.portName());
+    Client farEnd(wire.master());
+    Client& used = kind == "serial" ? farEnd : client;
+    QCOMPARE(used.ask(frameOf(hex("010006000400 01 0000 04")), 18).mid(2),
+             frameOf(hex("000146000400 0300 0400")));
     server.stop();
     QVERIFY(server.portName().isEmpty());
 }
@@ -341,6 +376,143 @@ void TestServer::tellsOfABrokenLine()
     QTest::qSleep(200);
     server.stop();
     QCOMPARE(reason, wire.slavePath() + ": the other end has gone");
+}
+
+// Catches: a snapshot that lags behind a reply or shows half of a write or change, and a
+// change that requests do not see.
+void TestServer::looksInsideWhileServing()
+{
+    PtyServer server(controllerOf42s());
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    Client client(server.portName());
+    server.change([](DataTables& tables) { tables.file(7)->setWord(0, 0, 0x1010); });
+    QCOMPARE(client.ask(requestWith(0x34), 18).mid(2), frameOf(hex("00014F0034001010")));
+    client.ask(ACK, 0);
+
+    DataTables expected = server.snapshot();
+    const auto write = [&client](char round) { // N7:0 to 39
+        client.ask(frameOf(hex("01000F00") + round + hex("00AA5007890000") + QByteArray(80, round)),
+                   14);
+        client.ask(ACK, 0);
+    };
+    for (char round = 0x20; round < 0x70; ++round) {
+        write(round);
+        QVERIFY(expected.file(7)->write(0, 0, QByteArray(80, round)));
+        QVERIFY(server.snapshot() == expected);
+    }
+
+    std::atomic<bool> done(false);
+    std::thread owner([&server, &done] {
+        for (quint16 round = 0; !done; ++round)
+            server.change([round](DataTables& tables) {
+                for (int element = 0; element < 40; ++element)
+                    tables.file(7)->setWord(element, 0, round);
+            });
+    });
+    int mixed = 0;
+    for (char round = 0x20; round < 0x70; ++round) {
+        write(round);
+        for (int look = 0; look < 500; ++look) {
+            const DataTables seen = server.snapshot();
+            const QByteArray words = *seen.file(7)->read(0, 0, 80);
+            mixed += words != words.left(2).repeated(40) ? 1 : 0;
+        }
+    }
+    done = true;
+    owner.join();
+    QCOMPARE(mixed, 0);
+}
+
+// Catches: a server that sleeps past its station's deadline or never wakes for it.
+void TestServer::enquiresInRealTime()
+{
+    StationSettings settings;
+    settings.ackTimeoutMs = 60;
+    PtyServer server(controllerOf42s(), settings);
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    Client client(server.portName());
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(client.ask(requestWith(0x34), 22).mid(16).toHex(), QByteArray("100510051005"));
+    QVERIFY(clock.elapsed() >= 178 && clock.elapsed() < 1500);
+    QCOMPARE(client.ask({}, 1, 200), QByteArray());
+}
+
+// Catches: a server that blocks in a write, drops bytes, or hoards what is not read.
+void TestServer::waitsForAClientThatDoesNotRead()
+{
+    PtyServer server(controllerOf42s());
+    QString error;
+    QVERIFY2(server.start(&error), qPrintable(error));
+    Client client(server.portName());
+    const auto fill = [&client] {
+        int sent = 0;
+        QElapsedTimer sinceSent;
+        for (sinceSent.start(); sent < 1000000 && sinceSent.elapsed() < 200;) {
+            if (client.ask(hex("1005"), 0) == "not sent")
+                continue;
+            ++sent;
+            sinceSent.restart();
+        }
+        return sent;
+    };
+    const int sent = fill();
+    QVERIFY(sent < 1000000);
+    QCOMPARE(client.ask({}, 2 * sent).toHex(), hex("1015").repeated(sent).toHex());
+    QVERIFY(fill() < 1000000);
+    server.stop(); // while stuck; would hang in a blocking write
+}
+
+// Catches: a stop that waits for a client or a time-out, and descriptors left open.
+void TestServer::stopsPromptlyAndLeavesNothing()
+{
+    const int before = openDescriptors();
+    {
+        PtyServer server(controllerOf42s());
+        server.stop();
+        QString error;
+        for (int round = 0; round < 10; ++round) {
+            QVERIFY2(server.start(&error), qPrintable(error));
+            Client client(server.portName());
+            QCOMPARE(sizeOf(client.ask(requestWith(1), 16)), 16);
+            QElapsedTimer clock;
+            clock.start();
+            server.stop();
+            QVERIFY(clock.elapsed() < 500);
+            QVERIFY(server.portName().isEmpty());
+        }
+        QVERIFY(server.start(&error));
+        QVERIFY(!server.start(&error));
+        QCOMPARE(error, QString("already serving on %1; stop it first").arg(server.portName()));
+    }
+    QCOMPARE(openDescriptors(), before);
+}
+
+// Catches: a failed step that is not reported or leaves the steps before it open.
+void TestServer::saysWhyItCannotStart()
+{
+    PtyServer server(controllerOf42s());
+    const int before = openDescriptors();
+    rlimit usual;
+    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const int firstFree = ::dup(0);
+    ::close(firstFree);
+    const char* const actions[] = {"opening a pseudo-terminal: ", "opening /dev/pts/",
+                                   "making the server's wake-up descriptor: "};
+    for (int step = 0; step < 3; ++step) {
+        rlimit tight = usual;
+        tight.rlim_cur = static_cast<rlim_t>(firstFree + step);
+        ::setrlimit(RLIMIT_NOFILE, &tight);
+        QString error;
+        const bool started = server.start(&error);
+        ::setrlimit(RLIMIT_NOFILE, &usual);
+        QVERIFY(!started);
+        QVERIFY2(error.startsWith(actions[step]), qPrintable(error));
+        QVERIFY2(error.endsWith(": Too many open files"), qPrintable(error));
+        QCOMPARE(openDescriptors(), before);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestServer)

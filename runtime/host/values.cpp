@@ -1,4 +1,4 @@
-#include "values.h"
+#include "host/values.h"
 
 #include <QtEndian>
 #include <charconv>
@@ -6,7 +6,8 @@
 #include <cstring>
 
 #include "drivers/tools/conversions.h"
-#include "failure.h"
+
+namespace host {
 
 namespace {
 
@@ -30,11 +31,10 @@ int bytesPerValue(ValueKind kind)
     return kind == ValueKind::Float ? 4 : 2;
 }
 
-[[noreturn]] void refuse(const Target& target, const std::string& text, const char* right)
+QString refusal(const TagAddress& address, const QString& text, const char* right)
 {
-    throw Failure(ExitCode::Usage,
-                  QStringLiteral("%1: '%2' is no value for it; give %3")
-                      .arg(target.address(), QString::fromStdString(text), QLatin1String(right)));
+    return QStringLiteral("%1: '%2' is no value for it; give %3")
+        .arg(address.text(), text, QLatin1String(right));
 }
 
 /// The whole text as a number; nothing when it is none or too large.
@@ -61,32 +61,41 @@ std::optional<int> integerOf(const std::string& text)
     return value;
 }
 
-QByteArray bitOf(const Target& target, const std::vector<std::string>& texts)
+std::optional<QByteArray> bitOf(const TagAddress& address, const QStringList& texts, QString* error)
 {
-    if (texts.size() != 1)
-        throw Failure(ExitCode::Usage,
-                      QStringLiteral("%1: %2 values for one bit; give a single 0 or 1")
-                          .arg(target.address())
-                          .arg(texts.size()));
-    if (texts.front() != "0" && texts.front() != "1")
-        refuse(target, texts.front(), "0 or 1");
-    return QByteArray(1, texts.front() == "1" ? '\x01' : '\0');
+    if (texts.size() != 1) {
+        *error = QStringLiteral("%1: %2 values for one bit; give a single 0 or 1")
+                     .arg(address.text())
+                     .arg(texts.size());
+        return std::nullopt;
+    }
+    const QString& text = texts.first();
+    if (text != QLatin1String("0") && text != QLatin1String("1")) {
+        *error = refusal(address, text, "0 or 1");
+        return std::nullopt;
+    }
+    return QByteArray(1, text == QLatin1String("1") ? '\x01' : '\0');
 }
 
-QByteArray wordOf(const Target& target, const std::string& text)
+std::optional<QByteArray> wordOf(const TagAddress& address, const QString& text, QString* error)
 {
-    const std::optional<int> value = integerOf(text);
-    if (!value || *value < LOWEST_WORD || *value > HIGHEST_WORD)
-        refuse(target, text, "a number from -32768 to 65535, such as 42, 0x2A or 0b101010");
+    const std::optional<int> value = integerOf(text.toStdString());
+    if (!value || *value < LOWEST_WORD || *value > HIGHEST_WORD) {
+        *error =
+            refusal(address, text, "a number from -32768 to 65535, such as 42, 0x2A or 0b101010");
+        return std::nullopt;
+    }
     return wordToByteArray(static_cast<unsigned short>(*value));
 }
 
-QByteArray floatOf(const Target& target, const std::string& text)
+std::optional<QByteArray> floatOf(const TagAddress& address, const QString& text, QString* error)
 {
     bool isNumber = false;
-    const float value = QString::fromStdString(text).toFloat(&isNumber);
-    if (!isNumber || !std::isfinite(value))
-        refuse(target, text, "a number within 3.4e38 of 0, such as 21.5 or 1e-3");
+    const float value = text.toFloat(&isNumber);
+    if (!isNumber || !std::isfinite(value)) {
+        *error = refusal(address, text, "a number within 3.4e38 of 0, such as 21.5 or 1e-3");
+        return std::nullopt;
+    }
     quint32 bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
     return intToByteArray(static_cast<int>(bits));
@@ -94,18 +103,18 @@ QByteArray floatOf(const Target& target, const std::string& text)
 
 }
 
-int valuesIn(const Target& target, const QByteArray& data, int asked)
+int valuesIn(const TagAddress& address, const QByteArray& data, int asked)
 {
-    const qsizetype held = target.kind() == ValueKind::Bit
+    const qsizetype held = address.kind() == ValueKind::Bit
                                ? data.size() * 8
-                               : data.size() / bytesPerValue(target.kind());
+                               : data.size() / bytesPerValue(address.kind());
     return static_cast<int>(std::min<qsizetype>(held, asked));
 }
 
-ValueText valueAt(const Target& target, const QByteArray& data, int index)
+ValueText valueAt(const TagAddress& address, const QByteArray& data, int index)
 {
-    const char* const bytes = data.constData() + index * bytesPerValue(target.kind());
-    switch (target.kind()) {
+    const char* const bytes = data.constData() + index * bytesPerValue(address.kind());
+    switch (address.kind()) {
     case ValueKind::Bit: {
         const QString digit = QString::number(getBit(data, index) ? 1 : 0);
         return {digit, digit};
@@ -123,12 +132,20 @@ ValueText valueAt(const Target& target, const QByteArray& data, int index)
     }
 }
 
-QByteArray dataOf(const Target& target, const std::vector<std::string>& texts)
+std::optional<QByteArray> dataOf(const TagAddress& address, const QStringList& texts,
+                                 QString* error)
 {
-    if (target.kind() == ValueKind::Bit)
-        return bitOf(target, texts);
+    if (address.kind() == ValueKind::Bit)
+        return bitOf(address, texts, error);
     QByteArray data;
-    for (const std::string& text : texts)
-        data += target.kind() == ValueKind::Float ? floatOf(target, text) : wordOf(target, text);
+    for (const QString& text : texts) {
+        const auto bytes = address.kind() == ValueKind::Float ? floatOf(address, text, error)
+                                                              : wordOf(address, text, error);
+        if (!bytes)
+            return std::nullopt;
+        data += *bytes;
+    }
     return data;
+}
+
 }
