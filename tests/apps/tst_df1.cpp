@@ -1,6 +1,5 @@
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -9,33 +8,14 @@
 
 #include "simulator/server.h"
 #include "support/frames.h"
+#include "support/program.h"
 #include "support/ptypair.h"
 #include "support/rows.h"
 
 namespace {
 
-struct Outcome
-{
-    int exitCode;
-    QString output;
-    QString errors;
-};
-
-Outcome run(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(20000))
-        return {-1, QString(), process.errorString()};
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
-            QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-Outcome runDf1(const QStringList& arguments)
-{
-    return run(QStringLiteral(DF1_FILE), arguments);
-}
+using support::Outcome;
+using support::runDf1;
 
 }
 
@@ -199,13 +179,14 @@ void TestDf1::printsForPrograms()
 void TestDf1::saysWhatItCouldNotPrint()
 {
     const std::tuple<const char*, const char*> rows[] = {
-        {DF1_FILE " read N7:0 >/dev/full", "df1: can't write to standard output: No space"},
-        {DF1_FILE " read --help >/dev/full", "df1: can't write to standard output: No space"},
-        {DF1_FILE " info >&-", "df1: can't write to standard output: Bad file"},
-        {"{ sleep 0.3; " DF1_FILE " info; echo $? >&2; } | head -c 0; exit 8", "8\n"},
+        {"\"$@\" read N7:0 >/dev/full", "df1: can't write to standard output: No space"},
+        {"\"$@\" read --help >/dev/full", "df1: can't write to standard output: No space"},
+        {"\"$@\" info >&-", "df1: can't write to standard output: Bad file"},
+        {"{ sleep 0.3; \"$@\" info; echo $? >&2; } | head -c 0; exit 8", "8\n"},
     };
     for (const auto& [command, errors] : rows) {
-        const Outcome outcome = run("sh", {"-c", command});
+        const Outcome outcome =
+            support::run(QStringList{"sh", "-c", command, "sh"} + support::df1({}));
         QCOMPARE(outcome.exitCode, 8);
         QVERIFY2(outcome.errors.startsWith(errors), qPrintable(command + outcome.errors));
     }
@@ -218,10 +199,9 @@ void TestDf1::coloursTerminalsOnly()
         {"TERM=xterm", true}, {"TERM=dumb", false}, {"NO_COLOR=1", false}};
     for (const auto& [variable, isColoured] : rows) {
         const support::PtyPair line;
-        QProcess process;
-        process.setStandardOutputFile(line.slavePath());
-        process.start("env", {"-u", "NO_COLOR", "TERM=xterm", variable, DF1_FILE, "read", "N7:0"});
-        QVERIFY(process.waitForFinished());
+        const QStringList terminal = {"env", "-u", "NO_COLOR", "TERM=xterm", variable};
+        support::run(QStringList{"sh", "-c", "\"$@\" >" + line.slavePath(), "sh"} + terminal
+                     + support::df1({"read", "N7:0"}));
         char buffer[256];
         const ssize_t received = ::read(line.master(), buffer, sizeof buffer);
         QCOMPARE(QByteArray(buffer, static_cast<int>(received)).contains('\033'), isColoured);
