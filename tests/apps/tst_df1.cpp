@@ -61,6 +61,7 @@ private slots:
     void rehearsesWithoutAPort();
     void takesLinksFromAProfile_data();
     void takesLinksFromAProfile();
+    void completes();
     void takesAStationFromAProject();
     void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
@@ -332,6 +333,56 @@ void TestDf1::takesLinksFromAProfile()
     QVERIFY2((outcome.errors + outcome.output).startsWith(start),
              qPrintable(outcome.errors + outcome.output));
     QCOMPARE(outcome.exitCode, exitCode);
+}
+
+// Catches: a shell that offers nothing, or what does not fit where the cursor stands.
+void TestDf1::completes()
+{
+    const QTemporaryDir directory;
+    QFile profile(directory.filePath("links.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(R"({ "press4": { "port": "sim" }, "oven": { "port": "sim" } })");
+    profile.close();
+    const QString bash = "source " COMPLETION_FOLDER "/df1.bash; COMP_WORDS=(\"$@\"); "
+                         "COMP_CWORD=$(($# - 1)); "
+                         "_df1 \"$1\" \"${@: -1}\" \"${COMP_WORDS[COMP_CWORD - 1]}\"; "
+                         "echo \"${COMPREPLY[*]}\"";
+    const QString zsh = "_describe() { echo \"${(P)@[-1]}\" }; _files() { echo files $* }; "
+                        "words=(\"$@\") CURRENT=$#; shift $#; source " COMPLETION_FOLDER "/_df1";
+    const struct
+    {
+        const char* shell;
+        const char* words;
+        const char* offered;
+    } rows[] = {
+        {"bash", "re", "read"},
+        {"bash", "write --ver", "--verify"},
+        {"bash", "read --format ", "text json csv"},
+        {"bash", "read --format = j", "json"},
+        {"bash", "read --count ", ""},
+        {"bash", "read --profile %1 ", "oven press4"},
+        {"bash", "read --profile %1 press4 ", ""},
+        {"bash", "info ", ""},
+        {"zsh", "re", "read:Read values and print them"},
+        {"zsh", "info --j", "--json"},
+        {"zsh", "read --format ", "text json csv"},
+        {"zsh", "read --plugin ", "files"},
+        {"zsh", "read --profile %1 ", "oven press4"},
+        {"zsh", "read --profile %1 press4 ", "files"},
+    };
+    for (const auto& row : rows) {
+        if (QStandardPaths::findExecutable(row.shell).isEmpty())
+            continue;
+        const bool isBash = QByteArray(row.shell) == "bash";
+        const QString words = QString(row.words).replace("%1", profile.fileName());
+        const Outcome outcome = run(row.shell, QStringList{isBash ? "--norc" : "-f", "-c",
+                                                           isBash ? bash : zsh, row.shell, DF1_FILE}
+                                                   + words.split(' '));
+        QCOMPARE(outcome.errors, QString());
+        const QString offered = outcome.output.trimmed();
+        const bool isAmongOthers = !isBash && offered.contains(row.offered);
+        ROW_COMPARE(row.words, isAmongOthers ? row.offered : offered, QString(row.offered));
+    }
 }
 
 // Catches: a project's station left out, or taken from another link's node.
