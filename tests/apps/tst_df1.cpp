@@ -62,6 +62,7 @@ private slots:
     void takesLinksFromAProfile_data();
     void takesLinksFromAProfile();
     void completes();
+    void documentsItsOptions();
     void takesAStationFromAProject();
     void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
@@ -382,6 +383,37 @@ void TestDf1::completes()
         const QString offered = outcome.output.trimmed();
         const bool isAmongOthers = !isBash && offered.contains(row.offered);
         ROW_COMPARE(row.words, isAmongOthers ? row.offered : offered, QString(row.offered));
+    }
+}
+
+// Catches: an option that no manual page knows, and one that only the page knows.
+void TestDf1::documentsItsOptions()
+{
+    const auto optionsIn = [](const QString& text, const QString& pattern) {
+        QSet<QString> options;
+        auto match =
+            QRegularExpression(pattern, QRegularExpression::MultilineOption).globalMatch(text);
+        while (match.hasNext())
+            options << match.next().captured(1);
+        return options;
+    };
+    const auto documented = [&](const QString& page) {
+        QFile file(page);
+        if (!file.open(QIODevice::ReadOnly))
+            return QSet<QString>();
+        const QString text = QString::fromUtf8(file.readAll()).remove('\\');
+        return optionsIn(text, "^\\.B.*(--[a-z-]+)");
+    };
+    const QSet<QString> common = documented(MAN_FOLDER "/df1.1") + QSet<QString>{"--help"};
+    QVERIFY(common.size() > 10);
+    for (const QFileInfo& page : QDir(MAN_FOLDER).entryInfoList({"df1-*.1"})) {
+        const QString verb = page.baseName().section('-', 1);
+        const QSet<QString> offered =
+            optionsIn(runDf1({verb, "--help"}).output, "^  (?:-.,)?(--[a-z-]+)");
+        const QSet<QString> known = documented(page.filePath());
+        QVERIFY2(!offered.isEmpty(), qPrintable(verb));
+        QCOMPARE(verb + (offered - known - common).values().join(' '), verb);
+        QCOMPARE(verb + (known - offered).values().join(' '), verb);
     }
 }
 
