@@ -155,8 +155,8 @@ void TestDf1::printsForPrograms_data()
         << "[\n  {\"address\": \"N7:0\", \"value\": 500, \"hex\": \"01F4\"},\n"
            "  {\"address\": \"F8:9\", \"value\": null, \"hex\": \"7FC00000\"},\n"
            "  {\"address\": \"F8:0\", \"value\": 73.9, \"hex\": \"4293CCCD\"}\n]\n";
-    QTest::newRow("CSV") << "read --format csv N7:0 F8:0 --port"
-                         << "address,value,hex\r\nN7:0,500,01F4\r\nF8:0,73.9,4293CCCD\r\n";
+    QTest::newRow("CSV") << "read --format csv N7:0 F8:9 --port"
+                         << "address,value,hex\r\nN7:0,500,01F4\r\nF8:9,nan,7FC00000\r\n";
     QTest::newRow("JSON of elements")
         << "read --format json C5:0,L2 --port"
         << "[\n  {\"address\": \"C5:0\", \"CU\": 0, \"CD\": 1, \"DN\": 0, \"OV\": 0, \"UN\": 0, "
