@@ -5,10 +5,9 @@
 #include <optional>
 #include <thread>
 
-#include "connection.h"
 #include "endsignals.h"
-#include "host/linkpoller.h"
 #include "output.h"
+#include "polling.h"
 #include "target.h"
 
 namespace {
@@ -17,9 +16,7 @@ struct PollOptions
 {
     ConnectionOptions connection;
     std::vector<std::string> lists;
-    qint64 interval = 1000;
-    qint64 longestPause = 10000;
-    std::optional<qint64> count;
+    RateOptions rate;
     OutputOptions output;
 };
 
@@ -83,7 +80,7 @@ public:
             throw *m_failure;
         bool isComplete = true;
         for (const auto& poller : m_pollers) {
-            tellTotals(*poller);
+            tell(textOf(poller->source(), poller->totals()), m_options.output);
             isComplete = isComplete && poller->totals().values > 0;
         }
         return isComplete ? ExitCode::Success : ExitCode::NoAnswer;
@@ -93,20 +90,8 @@ private:
     void addLink(const ListOfLink& list)
     {
         m_places.emplace_back(list.connection, *m_driver);
-        const LinkPlace& place = m_places.back();
-        host::PollSource source;
-        source.name = list.name;
-        source.link = place.link;
-        source.line = place.line;
-        source.port = place.port;
-        source.dataBytes = place.dataBytes;
-        source.tags = tagsIn(list.file.toStdString());
-        host::PollSettings settings;
-        settings.intervalMs = m_options.interval;
-        settings.count = m_options.count;
-        settings.longestPauseMs = m_options.longestPause;
-        m_pollers.push_back(
-            std::make_unique<host::LinkPoller>(std::move(source), settings, m_driver.create()));
+        m_pollers.push_back(pollerFor(m_places.back(), list.name, tagsIn(list.file.toStdString()),
+                                      m_options.rate, m_driver));
     }
 
     void poll(host::LinkPoller& poller)
@@ -148,25 +133,6 @@ private:
                 polled.value ? Cell::missing() : Cell::text(polled.error)};
     }
 
-    void tellTotals(const host::LinkPoller& poller) const
-    {
-        const host::PollTotals& totals = poller.totals();
-        const double mean =
-            totals.scans == 0 ? 0 : totals.sumMs / static_cast<double>(totals.scans);
-        tell(QStringLiteral("%1: %2 scans, %3 left out, %4 values, %5 errors, opened again %6 "
-                            "times, scan time %7/%8/%9 ms (least, mean, most)")
-                 .arg(poller.source().name)
-                 .arg(totals.scans)
-                 .arg(totals.missed)
-                 .arg(totals.values)
-                 .arg(totals.errors)
-                 .arg(totals.reopened)
-                 .arg(totals.fastestMs, 0, 'f', 1)
-                 .arg(mean, 0, 'f', 1)
-                 .arg(totals.slowestMs, 0, 'f', 1),
-             m_options.output);
-    }
-
     const PollOptions& m_options;
     const Table m_header{
         {{"time"}, {"link"}, {"name"}, {"value", Column::Right}, {"unit"}, {"error"}}, {}};
@@ -195,20 +161,7 @@ void addPollVerb(CLI::App& app, std::function<ExitCode()>& run)
             "for several links at once, each a name in the profile file or a port")
         ->required()
         ->type_name("[LINK=]TAGS.csv");
-    verb->add_option("--interval", options->interval,
-                     "Time from scan to scan, such as 500ms or 2s (1s)")
-        ->transform(CLI::AsNumberWithUnit(
-            std::map<std::string, qint64>{{"ms", 1}, {"s", 1000}, {"min", 60000}}))
-        ->check(CLI::Range(1, 86400000))
-        ->type_name("TIME");
-    verb->add_option("-n,--count", options->count, "Scans of each link; without it until Ctrl-C")
-        ->check(CLI::PositiveNumber);
-    verb->add_option("--longest-pause", options->longestPause,
-                     "Longest pause between attempts at a link that is dead, such as 10s (10s)")
-        ->transform(CLI::AsNumberWithUnit(
-            std::map<std::string, qint64>{{"ms", 1}, {"s", 1000}, {"min", 60000}}))
-        ->check(CLI::Range(1, 86400000))
-        ->type_name("TIME");
+    options->rate.addTo(*verb);
     options->output.addFormatTo(*verb);
     options->output.addQuietTo(*verb);
     verb->footer("One row a tag and scan: time (RFC 3339, UTC), link, name, value, unit, error.\n"

@@ -69,6 +69,7 @@ private slots:
     void tellsLineFaultsApart();
     void noticesALineThatHangsUp();
     void answersTwoRunsInARowAtOnce();
+    void plansATagList();
 };
 
 void TestDf1::failures_data()
@@ -112,6 +113,10 @@ void TestDf1::failures_data()
     QTest::newRow("project without a port") << "read N7:0 --project /tmp" << 2 << "--hmi-port";
     QTest::newRow("two stations") << "read N7:0 --project / --hmi-port COM1 --station 2" << 2
                                   << "excludes";
+    QTest::newRow("no tag list") << "plan" << 2 << "tags is required";
+    QTest::newRow("missing tag list") << "plan /none.csv" << 2 << "/none.csv: No such file";
+    QTest::newRow("limit above all") << "plan /none.csv --limit 247" << 2 << "range 6 to 246";
+    QTest::newRow("plan for no line") << "plan /none.csv --line 19200" << 2 << "19200,NONE,8,1";
     QTest::newRow("no such file") << "read N99:0" << 6 << "invalid address:N99:0";
 }
 
@@ -612,6 +617,37 @@ void TestDf1::answersTwoRunsInARowAtOnce()
         numbers.insert(request);
     }
     QVERIFY(numbers.size() > 1);
+}
+
+// Catches: an option of the plan that has no effect, times in another unit, the dearest
+// tags not first.
+void TestDf1::plansATagList()
+{
+    const QTemporaryDir directory;
+    QFile file(directory.filePath("tags.csv"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("name,address\nFar,N7:40\nNear,N7:0\nLater,N7:2\nRuns,B3:0/1\n");
+    file.close();
+    const QString common =
+        QString("plan %1 --line 9600,EVEN,8,1 --turnaround 5").arg(file.fileName());
+    const Outcome outcome = runDf1(common.split(' '));
+    QVERIFY2(outcome.exitCode == 0, qPrintable(outcome.errors));
+    QCOMPARE(outcome.output, QString("REQUEST  COUNT  TAGS  BYTES    MS\n"
+                                     "B3:0         1     1     36  46.3\n"
+                                     "N7:0         3     2     40  50.8\n"
+                                     "N7:40        1     1     36  46.3\n"
+                                     "\n"
+                                     "TAG    ADDRESS  SAVES_MS\n"
+                                     "Far    N7:40        46.3\n"
+                                     "Runs   B3:0/1       46.3\n"
+                                     "Near   N7:0          4.6\n"
+                                     "Later  N7:2          4.6\n"
+                                     "\n"
+                                     "TAGS  REQUESTS  BYTES  SCAN_MS\n"
+                                     "   4         3    112    143.3\n"));
+    const QString narrow = runDf1((common + " --limit 6 --station 16 --top 0").split(' ')).output;
+    QVERIFY2(narrow.contains("\nN7:0         3     2     42  53.1\n"), qPrintable(narrow));
+    QVERIFY(!narrow.contains("SAVES_MS"));
 }
 
 QTEST_GUILESS_MAIN(TestDf1)
