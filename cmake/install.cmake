@@ -7,6 +7,10 @@ endif()
 install(TARGETS df1 RUNTIME COMPONENT tools)
 install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
     OPTIONAL FILES_MATCHING PATTERN "*.1")
+install(FILES packaging/completion/df1.bash RENAME df1
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+install(FILES packaging/completion/_df1
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 
 # The same include root as here; the plugin's own headers stay behind.

@@ -7,7 +7,7 @@ package_packages="make dpkg-dev file lintian pkg-config"
 qt6_packages="qt6-base-dev qt6-5compat-dev qt6-serialport-dev libqt6sql6-sqlite"
 mutation_packages="python3 git"
 # Without them the tests that need them are skipped.
-test_packages="socat tshark man-db"
+test_packages="socat tshark man-db zsh"
 
 say() {
     printf '%s\n' "$*" >&2

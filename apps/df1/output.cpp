@@ -6,7 +6,6 @@
 #include <QStringList>
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -165,12 +164,6 @@ QByteArray titleLineOf(const Table& table, Format format)
                                         .arg(QString::fromLocal8Bit(std::strerror(error))));
 }
 
-}
-
-Cell Cell::number(const QString& digits)
-{
-    const double value = digits.toDouble();
-    return {digits, std::isfinite(value) ? QJsonValue(value) : QJsonValue()};
 }
 
 Cell Cell::value(const host::FormedValue& value, double scale)

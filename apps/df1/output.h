@@ -27,7 +27,7 @@ struct Cell
     static Cell text(const QString& text) { return {text, text}; }
     static Cell number(int value) { return {QString::number(value), value}; }
     /// A number that is written already; JSON has none that is not finite and gets null.
-    static Cell number(const QString& digits);
+    static Cell number(const QString& digits) { return {digits, digits.toDouble()}; }
     /// A number unless its form is one of digits or names; times @p scale.
     static Cell value(const host::FormedValue& value, double scale = 1);
     /// Null in JSON, nothing in CSV, @p text for people.

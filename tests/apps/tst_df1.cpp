@@ -41,6 +41,8 @@ private slots:
     void rehearsesWithoutAPort();
     void takesLinksFromAProfile_data();
     void takesLinksFromAProfile();
+    void completes();
+    void documentsItsOptions();
     void takesAStationFromAProject();
     void tellsWhatThePluginIs();
     void tellsLineFaultsApart_data();
@@ -138,8 +140,8 @@ void TestDf1::printsForPrograms_data()
         << "[\n  {\"address\": \"N7:0\", \"value\": 500, \"hex\": \"01F4\"},\n"
            "  {\"address\": \"F8:9\", \"value\": null, \"hex\": \"7FC00000\"},\n"
            "  {\"address\": \"F8:0\", \"value\": 73.9, \"hex\": \"4293CCCD\"}\n]\n";
-    QTest::newRow("CSV") << "read --format csv N7:0 F8:0 --port"
-                         << "address,value,hex\r\nN7:0,500,01F4\r\nF8:0,73.9,4293CCCD\r\n";
+    QTest::newRow("CSV") << "read --format csv N7:0 F8:9 --port"
+                         << "address,value,hex\r\nN7:0,500,01F4\r\nF8:9,nan,7FC00000\r\n";
     QTest::newRow("JSON of elements")
         << "read --format json C5:0,L2 --port"
         << "[\n  {\"address\": \"C5:0\", \"CU\": 0, \"CD\": 1, \"DN\": 0, \"OV\": 0, \"UN\": 0, "
@@ -317,6 +319,87 @@ void TestDf1::takesLinksFromAProfile()
     QVERIFY2((outcome.errors + outcome.output).startsWith(start),
              qPrintable(outcome.errors + outcome.output));
     QCOMPARE(outcome.exitCode, exitCode);
+}
+
+// Catches: a shell that offers nothing, or what does not fit where the cursor stands.
+void TestDf1::completes()
+{
+    const QTemporaryDir directory;
+    QFile profile(directory.filePath("links.json"));
+    QVERIFY(profile.open(QIODevice::WriteOnly));
+    profile.write(R"({ "press4": { "port": "sim" }, "oven": { "port": "sim" } })");
+    profile.close();
+    const QString bash = "source " COMPLETION_FOLDER "/df1.bash; COMP_WORDS=(\"$@\"); "
+                         "COMP_CWORD=$(($# - 1)); "
+                         "_df1 \"$1\" \"${@: -1}\" \"${COMP_WORDS[COMP_CWORD - 1]}\"; "
+                         "echo \"${COMPREPLY[*]}\"";
+    const QString zsh = "_describe() { echo \"${(P)@[-1]}\" }; _files() { echo files $* }; "
+                        "words=(\"$@\") CURRENT=$#; shift $#; source " COMPLETION_FOLDER "/_df1";
+    const struct
+    {
+        const char* shell;
+        const char* words;
+        const char* offered;
+    } rows[] = {
+        {"bash", "re", "read"},
+        {"bash", "write --ver", "--verify"},
+        {"bash", "read --format ", "text json csv"},
+        {"bash", "read --format = j", "json"},
+        {"bash", "read --count ", ""},
+        {"bash", "read --profile %1 ", "oven press4"},
+        {"bash", "read --profile %1 press4 ", ""},
+        {"bash", "info ", ""},
+        {"zsh", "re", "read:Read values and print them"},
+        {"zsh", "info --j", "--json"},
+        {"zsh", "read --format ", "text json csv"},
+        {"zsh", "read --plugin ", "files"},
+        {"zsh", "read --profile %1 ", "oven press4"},
+        {"zsh", "read --profile %1 press4 ", "files"},
+    };
+    for (const auto& row : rows) {
+        if (QStandardPaths::findExecutable(row.shell).isEmpty())
+            continue;
+        const bool isBash = QByteArray(row.shell) == "bash";
+        const QString words = QString(row.words).replace("%1", profile.fileName());
+        const Outcome outcome = run(row.shell, QStringList{isBash ? "--norc" : "-f", "-c",
+                                                           isBash ? bash : zsh, row.shell, DF1_FILE}
+                                                   + words.split(' '));
+        QCOMPARE(outcome.errors, QString());
+        const QString offered = outcome.output.trimmed();
+        const bool isAmongOthers = !isBash && offered.contains(row.offered);
+        ROW_COMPARE(row.words, isAmongOthers ? row.offered : offered, QString(row.offered));
+    }
+}
+
+// Catches: an option that no manual page knows, and one that only the page knows.
+void TestDf1::documentsItsOptions()
+{
+    const auto optionsIn = [](const QString& text, const QString& pattern) {
+        QSet<QString> options;
+        auto match =
+            QRegularExpression(pattern, QRegularExpression::MultilineOption).globalMatch(text);
+        while (match.hasNext())
+            options << match.next().captured(1);
+        return options;
+    };
+    const auto documented = [&](const QString& page) {
+        QFile file(page);
+        if (!file.open(QIODevice::ReadOnly))
+            return QSet<QString>();
+        const QString text = QString::fromUtf8(file.readAll()).remove('\\');
+        return optionsIn(text, "^\\.B.*(--[a-z-]+)");
+    };
+    const QSet<QString> common = documented(MAN_FOLDER "/df1.1") + QSet<QString>{"--help"};
+    QVERIFY(common.size() > 10);
+    for (const QFileInfo& page : QDir(MAN_FOLDER).entryInfoList({"df1-*.1"})) {
+        const QString verb = page.baseName().section('-', 1);
+        const QSet<QString> offered =
+            optionsIn(runDf1({verb, "--help"}).output, "^  (?:-.,)?(--[a-z-]+)");
+        const QSet<QString> known = documented(page.filePath());
+        QVERIFY2(!offered.isEmpty(), qPrintable(verb));
+        QCOMPARE(verb + (offered - known - common).values().join(' '), verb);
+        QCOMPARE(verb + (known - offered).values().join(' '), verb);
+    }
 }
 
 // Catches: a project's station left out, or taken from another link's node.
