@@ -1,5 +1,4 @@
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QtTest>
 #include <cmath>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include "support/documentsection.h"
 #include "support/operations.h"
 #include "support/parallel.h"
+#include "support/program.h"
 #include "support/resources.h"
 #include "support/virtualline.h"
 
@@ -275,7 +275,7 @@ void Soak::onALine()
     link.reset();
     int exitCode = -1;
     for (int i = 0; i < 5 && exitCode != 0; ++i) // its own transactions have faults too
-        exitCode = QProcess::execute(DF1_FILE, {"read", "N7:0", "--port", server.portName()});
+        exitCode = support::runDf1({"read", "N7:0", "--port", server.portName()}).exitCode;
     QCOMPARE(exitCode, 0);
 }
 
