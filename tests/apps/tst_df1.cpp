@@ -356,14 +356,18 @@ void TestDf1::completes()
         {"zsh", "read --profile %1 ", "oven press4"},
         {"zsh", "read --profile %1 press4 ", "files"},
     };
+    const QStringList df1 = support::df1({});
+    if (df1.size() > 1)
+        QSKIP("a shell can't start df1 where it needs an emulator");
     for (const auto& row : rows) {
         if (QStandardPaths::findExecutable(row.shell).isEmpty())
             continue;
         const bool isBash = QByteArray(row.shell) == "bash";
         const QString words = QString(row.words).replace("%1", profile.fileName());
-        const Outcome outcome = run(row.shell, QStringList{isBash ? "--norc" : "-f", "-c",
-                                                           isBash ? bash : zsh, row.shell, DF1_FILE}
-                                                   + words.split(' '));
+        const Outcome outcome =
+            support::run(QStringList{row.shell, isBash ? "--norc" : "-f", "-c", isBash ? bash : zsh,
+                                     row.shell, df1.constLast()}
+                         + words.split(' '));
         QCOMPARE(outcome.errors, QString());
         const QString offered = outcome.output.trimmed();
         const bool isAmongOthers = !isBash && offered.contains(row.offered);
