@@ -13,24 +13,6 @@ namespace {
 const char* const SIMULATOR = "sim";
 const quint32 SIMULATOR_SEED = 1;
 
-/// A driver that is there, or Failure.
-class LoadedDriver
-{
-public:
-    explicit LoadedDriver(const std::string& plugin)
-        : m_loader(pluginPath(plugin))
-    {
-        if (m_loader.driver() == nullptr)
-            throw Failure(ExitCode::Usage, m_loader.error());
-    }
-
-    DriverInterface& operator*() const { return *m_loader.driver(); }
-    DriverInterface* operator->() const { return m_loader.driver(); }
-
-private:
-    host::DriverLoader m_loader;
-};
-
 /// The station that the options name, themselves or by a project.
 std::optional<int> stationOf(const ConnectionOptions& options)
 {
@@ -172,6 +154,7 @@ struct Connection::Parts
     LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
+    host::PlanSettings planSettings;
 };
 
 void ConnectionOptions::addTo(CLI::App& verb)
@@ -209,6 +192,9 @@ void ConnectionOptions::addTo(CLI::App& verb)
         ->check(CLI::Range(0, 1000));
     verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
         ->check(CLI::Range(0, 600000));
+    verb.add_option("--limit", limit,
+                    "Data bytes that one message may carry (206; a MicroLogix 1000 takes 82)")
+        ->check(CLI::Range(6, host::MOST_DATA_BYTES));
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
     verb.option_defaults()->group("Options");
@@ -229,6 +215,7 @@ void ConnectionOptions::takeProfile()
     for (const auto& [own, theirs] : {std::pair(&self, named.self),
                                       {&timeout, named.timeoutMs},
                                       {&retry, named.retry},
+                                      {&limit, named.limit},
                                       {&delay, named.delayMs}}) {
         if (!*own)
             *own = theirs;
@@ -240,24 +227,54 @@ bool ConnectionOptions::isSimulator() const
     return !port || *port == SIMULATOR;
 }
 
+LoadedDriver::LoadedDriver(const std::string& plugin)
+    : m_loader(pluginPath(plugin))
+{
+    if (m_loader.driver() == nullptr)
+        throw Failure(ExitCode::Usage, m_loader.error());
+}
+
+std::unique_ptr<DriverInterface> LoadedDriver::create() const
+{
+    QString error;
+    auto driver = m_loader.create(&error);
+    if (!driver)
+        throw Failure(ExitCode::Usage, error);
+    host::scatterTransactionNumbers(*driver);
+    return driver;
+}
+
+LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
+{
+    options.takeProfile();
+    line = lineSettings(options, driver);
+    port = portSettings(options, driver);
+    dataBytes = options.dataBytes();
+    link = QString::fromStdString(options.port.value_or(SIMULATOR));
+    if (!options.isSimulator())
+        return;
+    simulator = startSimulator(port);
+    link = simulator->portName();
+}
+
+LinkPlace::~LinkPlace() = default;
+LinkPlace::LinkPlace(LinkPlace&&) noexcept = default;
+
 Connection::Connection(ConnectionOptions options)
     : m_parts(std::make_unique<Parts>(options.plugin))
 {
-    options.takeProfile();
-    DriverInterface& driver = *m_parts->driver;
-    const host::LineSettings line = lineSettings(options, driver);
-    const host::PortSettings settings = portSettings(options, driver);
-
+    LinkPlace place(std::move(options), *m_parts->driver);
+    m_parts->simulator = std::move(place.simulator);
     QString error;
-    QString portText = QString::fromStdString(options.port.value_or(SIMULATOR));
-    if (options.isSimulator()) {
-        m_parts->simulator = startSimulator(settings);
-        portText = m_parts->simulator->portName();
-    }
-    m_parts->link = host::Link::open(portText, line, settings, &error);
+    m_parts->link = host::Link::open(place.link, place.line, place.port, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
-    host::scatterTransactionNumbers(driver);
+    host::scatterTransactionNumbers(*m_parts->driver);
+    host::PlanSettings& plan = m_parts->planSettings;
+    plan.line.secondsPerByte = place.line.secondsPerByte();
+    plan.line.destination = place.port.destination;
+    plan.line.source = place.port.source;
+    plan.dataBytes = place.dataBytes;
 }
 
 Connection::~Connection() = default;
@@ -267,6 +284,11 @@ QByteArray Connection::read(const CommunicatorCommand& command)
     QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
     requireSuccess(command.address);
     return data;
+}
+
+host::PlanSettings Connection::planSettings() const
+{
+    return m_parts->planSettings;
 }
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
@@ -315,14 +337,16 @@ host::LinkProfiles openProfiles(const std::string& file)
     return *links;
 }
 
-std::vector<QByteArray> rehearse(ConnectionOptions options, const CommunicatorCommand& command,
-                                 const QByteArray& data)
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes)
 {
     options.takeProfile();
     const LoadedDriver driver(options.plugin);
     Rehearsal port(portSettings(options, *driver));
-    driver->write(&port, command, data);
-    if (driver->hasError())
-        throw refusalOf(*driver, command.address);
+    for (const host::WritePiece& write : writes) {
+        driver->write(&port, write.command, write.data);
+        if (driver->hasError())
+            throw refusalOf(*driver, write.command.address);
+    }
     return port.frames();
 }

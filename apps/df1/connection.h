@@ -11,13 +11,19 @@
 
 #include "drivers/driverinterface.h"
 #include "host/deviceport.h"
-
 #include "host/driverloader.h"
+#include "host/linesettings.h"
 #include "host/profile.h"
 #include "host/project.h"
+#include "host/requestplan.h"
+#include "host/requestsplit.h"
 
 namespace CLI {
 class App;
+}
+
+namespace simulator {
+class PtyServer;
 }
 
 /// What the command line says; what it leaves out comes from the link that it names in
@@ -36,6 +42,7 @@ struct ConnectionOptions
     std::optional<int> retry;
     std::optional<int> delay;
     std::optional<int> self;
+    std::optional<int> limit; ///< data bytes that one message may carry
 
     /// Adds the options and a first positional, the link's name: to be called before
     /// the verb's own positionals are added.
@@ -44,6 +51,39 @@ struct ConnectionOptions
     /// Failure when there is no such link.
     void takeProfile();
     bool isSimulator() const;
+    int dataBytes() const { return limit.value_or(host::USUAL_DATA_BYTES); }
+};
+
+/// A driver that is there; making one throws Failure.
+class LoadedDriver
+{
+public:
+    explicit LoadedDriver(const std::string& plugin);
+
+    DriverInterface& operator*() const { return *m_loader.driver(); }
+    DriverInterface* operator->() const { return m_loader.driver(); }
+    /// A further driver, which shares nothing with this one and goes before it; its
+    /// transaction numbers begin at a random place.
+    std::unique_ptr<DriverInterface> create() const;
+
+private:
+    host::DriverLoader m_loader;
+};
+
+/// What the options say of a link, all of it; the embedded simulator runs where they
+/// mean that.
+struct LinkPlace
+{
+    /// Throws Failure when the options are unusable.
+    LinkPlace(ConnectionOptions options, DriverInterface& driver);
+    ~LinkPlace();
+    LinkPlace(LinkPlace&&) noexcept;
+
+    QString link; ///< as host::Link::open takes it
+    host::LineSettings line;
+    host::PortSettings port;
+    int dataBytes = host::USUAL_DATA_BYTES; ///< that one message may carry
+    std::unique_ptr<simulator::PtyServer> simulator;
 };
 
 /// A loaded driver and an open port, with the embedded simulator behind it where
@@ -59,6 +99,8 @@ public:
 
     /// Runs one read. Throws Failure with the driver's text when it fails.
     QByteArray read(const CommunicatorCommand& command);
+    /// The speed and the limits of the line.
+    host::PlanSettings planSettings() const;
     /// Runs one write. Throws Failure with the driver's text when it fails.
     void write(const CommunicatorCommand& command, const QByteArray& data);
 
@@ -79,7 +121,7 @@ std::unique_ptr<host::Project> openProject(const std::string& directory);
 /// the file can't be used.
 host::LinkProfiles openProfiles(const std::string& file);
 
-/// The frames that a write would send if every one of them were confirmed. Opens
+/// The frames that the writes would send if every one of them were confirmed. Opens
 /// no port. Throws Failure when the options are unusable or the driver refuses.
-std::vector<QByteArray> rehearse(ConnectionOptions options, const CommunicatorCommand& command,
-                                 const QByteArray& data);
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes);

@@ -6,8 +6,10 @@
 #include "links.h"
 #include "output.h"
 #include "plan.h"
+#include "poll.h"
 #include "read.h"
 #include "simulate.h"
+#include "watch.h"
 #include "write.h"
 
 namespace {
@@ -35,7 +37,9 @@ int runWith(int argc, char** argv)
     addPlanVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addPollVerb(app, run);
     addSimulateVerb(app, run);
+    addWatchVerb(app, run);
 
     ExitCode code = ExitCode::Success;
     try {

@@ -7,6 +7,7 @@
 #include "host/linesettings.h"
 #include "host/requestplan.h"
 #include "output.h"
+#include "target.h"
 
 namespace {
 
@@ -36,15 +37,6 @@ host::PlanSettings settingsIn(const PlanOptions& options)
     settings.line.destination = options.station;
     settings.dataBytes = options.limit;
     return settings;
-}
-
-Tags tagsIn(const std::string& fileName)
-{
-    QString error;
-    auto tags = host::loadTagList(QString::fromStdString(fileName), &error);
-    if (!tags)
-        throw Failure(ExitCode::Usage, error);
-    return std::move(*tags);
 }
 
 Cell milliseconds(double seconds)

@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include "host/linesettings.h"
+#include "host/tagaddress.h"
 
 namespace host {
 
@@ -23,9 +24,12 @@ struct NumberKey
 };
 
 const NumberKey NUMBER_KEYS[] = {
-    {"station", 0, 254, &LinkProfile::station},      {"self", 0, 254, &LinkProfile::self},
-    {"timeout", 1, 600000, &LinkProfile::timeoutMs}, {"retry", 0, 1000, &LinkProfile::retry},
-    {"delay", 0, 600000, &LinkProfile::delayMs},     {"limit", 6, 255, &LinkProfile::limit},
+    {"station", 0, 254, &LinkProfile::station},
+    {"self", 0, 254, &LinkProfile::self},
+    {"timeout", 1, 600000, &LinkProfile::timeoutMs},
+    {"retry", 0, 1000, &LinkProfile::retry},
+    {"delay", 0, 600000, &LinkProfile::delayMs},
+    {"limit", 6, MOST_DATA_BYTES, &LinkProfile::limit},
 };
 
 bool fail(QString* error, const QString& place, const QString& text)
