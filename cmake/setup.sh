@@ -5,6 +5,10 @@ build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11
 arm_packages="g++-arm-linux-gnueabihf qemu-user-static mmdebstrap"
 package_packages="make dpkg-dev file lintian pkg-config"
 qt6_packages="qt6-base-dev qt6-5compat-dev qt6-serialport-dev libqt6sql6-sqlite"
+analysis_packages="clang-tidy cppcheck"
+valgrind_packages="valgrind"
+coverage_packages="gcovr"
+fuzz_packages="clang libclang-rt-14-dev python3"
 mutation_packages="python3 git"
 # Without them the tests that need them are skipped.
 test_packages="socat tshark man-db zsh"

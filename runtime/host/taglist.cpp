@@ -171,7 +171,10 @@ public:
     std::vector<Tag> takeTags() { return std::move(m_tags); }
     QString error() const
     {
-        return QStringLiteral("line %1: %2").arg(qMax(1, m_reader.line())).arg(m_error);
+        // A quoted cell may bring line ends into it.
+        return QStringLiteral("line %1: %2")
+            .arg(qMax(1, m_reader.line()))
+            .arg(m_error.simplified());
     }
 
 private:

@@ -265,13 +265,13 @@ void setValue(Fault& fault, int value)
 
 void setWhen(Fault& fault, Fault::When when, double number)
 {
-    fault.when = when;
-    fault.number = static_cast<int>(number);
-    fault.percent = number;
     const bool isRate = when == Fault::When::Rate;
     if (isRate ? number > 100 || number < 0 : number < 1 || number > 1e9)
         throw JsonFault(fault.kind->name, isRate ? "a rate must be from 0 to 100 percent"
                                                  : "transactions are counted from 1 on");
+    fault.when = when;
+    fault.number = static_cast<int>(number);
+    fault.percent = number;
 }
 
 Fault parseFault(const QString& text)

@@ -14,10 +14,11 @@ namespace simulator {
 class JsonFault : public std::runtime_error
 {
 public:
-    /// "path: text"; an empty path stands for the whole.
+    /// "path: text" in one line, whatever a name in it holds; an empty path stands for
+    /// the whole.
     JsonFault(const QString& path, const QString& text)
         : std::runtime_error(
-            (path.isEmpty() ? text : QString("%1: %2").arg(path, text)).toStdString())
+            (path.isEmpty() ? text : QString("%1: %2").arg(path, text)).simplified().toStdString())
     {}
     QString text() const { return QString::fromStdString(what()); }
 };
