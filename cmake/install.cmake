@@ -5,8 +5,14 @@ if(mlx_qt_major EQUAL 4)
     return()
 endif()
 install(TARGETS df1 RUNTIME COMPONENT tools)
-install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
-    OPTIONAL FILES_MATCHING PATTERN "*.1")
+file(GLOB pages CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/docs/man/*.1)
+foreach(page ${pages})
+    cmake_path(GET page FILENAME name)
+    add_custom_command(OUTPUT ${name}.gz COMMAND gzip -9nc ${page} > ${name}.gz DEPENDS ${page} VERBATIM)
+    list(APPEND packed_pages ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)
+endforeach()
+add_custom_target(manual ALL DEPENDS ${packed_pages})
+install(FILES ${packed_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 install(FILES packaging/completion/df1.bash RENAME df1
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
 install(FILES packaging/completion/_df1
