@@ -134,5 +134,8 @@ void addInfoVerb(CLI::App& app, std::function<ExitCode()>& run)
             "--json", [options] { options->output.formatName = "json"; },
             "The same as --format json")
         ->group("Output");
+    verb->footer("Examples:\n"
+                 "  df1 info\n"
+                 "  df1 info --json");
     verb->callback([options, &run] { run = [options] { return runInfo(*options); }; });
 }
