@@ -7,6 +7,8 @@ endif()
 install(TARGETS df1 RUNTIME COMPONENT tools)
 install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
     OPTIONAL FILES_MATCHING PATTERN "*.1")
+install(FILES packaging/wireshark/df1.lua
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/micrologix COMPONENT tools)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 
 # The same include root as here; the plugin's own headers stay behind.
@@ -77,7 +79,7 @@ if(mlx_qt_major EQUAL 6)
 else()
     set(qt_development "qtbase5-dev, libqt5serialport5-dev")
 endif()
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}, libpcap0.8-dev")
 set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "The driver plugin for operator panels' runtimes.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The program df1, which reads and writes controllers.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and libraries for hosts of driver plugins.")
