@@ -63,10 +63,10 @@ void LineReader::finish()
     handOutNoise();
     if (m_state == State::InsideDle)
         m_frame.raw.append(DLE);
-    if (m_state == State::InCheck && m_check.size() == BCC_SIZE && !m_hasSeenCrc) {
+    if (m_state == State::InCheck && m_check.size() == BCC_SIZE) {
         if (m_check == bccOf(m_frame.message))
             close(Check::Bcc, BCC_SIZE);
-        else if (m_hasSeenBcc)
+        else if (m_hasSeenBcc && !m_hasSeenCrc)
             close(Check::WrongBcc, BCC_SIZE);
     }
     if (m_state != State::Outside && m_state != State::OutsideDle)

@@ -36,8 +36,8 @@ struct LineToken
     bool isCutOff() const { return kind == Kind::Frame && check == Check::None; }
 
     Kind kind = Kind::Noise;
-    QByteArray raw;     ///< as on the line, but for answers embedded in a frame
-    QByteArray message; ///< of a frame: the application bytes, doubled DLEs folded
+    QByteArray raw = {};     ///< as on the line, but for answers embedded in a frame
+    QByteArray message = {}; ///< of a frame: the application bytes, doubled DLEs folded
     Check check = Check::None;
     bool isEmbedded = false; ///< an ACK or NAK inside a frame
     bool hasLoneDle = false; ///< a frame with a DLE in its data that has no partner
@@ -51,8 +51,8 @@ QByteArray bccOf(const QByteArray& message);
 /// Takes bytes as they come, in pieces of any size.
 ///
 /// Whether a frame closes with a CRC or a BCC is seen from the bytes. A BCC can fit a
-/// damaged frame by chance, so one right CRC settles the matter for good; without
-/// either, a wrong check is taken for a CRC.
+/// damaged frame by chance, so after one right CRC it is only believed where nothing
+/// follows it; without either, a wrong check is taken for a CRC.
 ///
 /// A frame ends early where another one opens, where DLE ENQ stands in it, and at
 /// LONGEST_FRAME bytes. An embedded answer is handed out before its frame.
