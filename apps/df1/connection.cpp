@@ -3,9 +3,12 @@
 #include <CLI/CLI.hpp>
 
 #include "drivers/drv_dev_setting.h"
+#include "host/explanation.h"
 #include "host/link.h"
+#include "host/tracer.h"
 #include "rehearsal.h"
 #include "simulator/server.h"
+#include "trace.h"
 
 namespace {
 
@@ -91,21 +94,6 @@ ExitCode exitCodeOf(const QString& driverText)
     return ExitCode::Damaged;
 }
 
-QString hintFor(ExitCode code)
-{
-    switch (code) {
-    case ExitCode::Usage:
-        return QStringLiteral("give a file and an element, such as N7:0, F8:1 or T4:0.ACC");
-    case ExitCode::NoAnswer:
-        return QStringLiteral("check the cable, the line settings and the station number");
-    case ExitCode::Damaged:
-        return QStringLiteral("check the line settings, and that the channel is DF1 full duplex "
-                              "with CRC");
-    default:
-        return QStringLiteral("the controller refused it: no such file or element, or protected");
-    }
-}
-
 /// The driver's last text, behind the address unless it names it already.
 QString lastText(DriverInterface& driver, const QString& address)
 {
@@ -113,10 +101,9 @@ QString lastText(DriverInterface& driver, const QString& address)
     return text.contains(address) ? text : address + QStringLiteral(": ") + text;
 }
 
-Failure failureOf(DriverInterface& driver, const QString& address)
+QString withHint(const QString& text, const host::Explanation& explanation)
 {
-    const ExitCode code = exitCodeOf(driver.getLastError());
-    return Failure(code, lastText(driver, address) + QStringLiteral("; ") + hintFor(code));
+    return QStringList{text, explanation.text, explanation.hint}.join(QStringLiteral("; "));
 }
 
 /// Without a controller, only the driver can have refused.
@@ -130,13 +117,33 @@ Failure refusalOf(DriverInterface& driver, const QString& address)
 
 struct Connection::Parts
 {
-    explicit Parts(const std::string& plugin)
-        : driver(plugin)
+    explicit Parts(const ConnectionOptions& options)
+        : driver(options.plugin)
+        , trace(options.trace.empty() ? nullptr : std::make_unique<Trace>(options.trace))
+        , reader([this](const host::Sighting& sighting) { see(sighting); })
     {}
 
+    void see(const host::Sighting& sighting)
+    {
+        call.take(sighting);
+        if (trace)
+            trace->take(sighting);
+    }
+
+    /// What the driver has left unread belongs to the picture too.
+    void seeTheRest()
+    {
+        port->setParameter(PORT_PARAM_CLEAR_INPUT, QVariant(0));
+        reader.finish();
+    }
+
     LoadedDriver driver;
+    std::unique_ptr<Trace> trace; // null: none is wanted
+    host::CallTraffic call;
+    host::TrafficReader reader;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
+    std::unique_ptr<host::Tracer> port;
 };
 
 void ConnectionOptions::addTo(CLI::App& verb)
@@ -171,12 +178,16 @@ void ConnectionOptions::addTo(CLI::App& verb)
         ->check(CLI::Range(0, 1000));
     verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
         ->check(CLI::Range(0, 600000));
+    verb.add_option("--trace", trace,
+                    "Show the line's traffic on standard error (-), or keep it in a capture file "
+                    "for Wireshark and df1 decode")
+        ->type_name("FILE");
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
 }
 
 Connection::Connection(const ConnectionOptions& options)
-    : m_parts(std::make_unique<Parts>(options.plugin))
+    : m_parts(std::make_unique<Parts>(options))
 {
     DriverInterface& driver = *m_parts->driver;
     const host::LineSettings line = lineSettings(options, driver);
@@ -191,6 +202,9 @@ Connection::Connection(const ConnectionOptions& options)
     m_parts->link = host::Link::open(portText, line, settings, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
+    m_parts->port = std::make_unique<host::Tracer>(
+        m_parts->link->port(),
+        [parts = m_parts.get()](const host::LineEvent& event) { parts->reader.take(event); });
     host::scatterTransactionNumbers(driver);
 }
 
@@ -198,25 +212,43 @@ Connection::~Connection() = default;
 
 QByteArray Connection::read(const CommunicatorCommand& command)
 {
-    QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
+    m_parts->call.beginCall();
+    QByteArray data = m_parts->driver->read(m_parts->port.get(), command);
     requireSuccess(command.address);
     return data;
 }
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
 {
-    m_parts->driver->write(&m_parts->link->port(), command, data);
+    m_parts->call.beginCall();
+    m_parts->driver->write(m_parts->port.get(), command, data);
     requireSuccess(command.address);
 }
 
 void Connection::requireSuccess(const QString& address)
 {
-    if (!m_parts->driver->hasError())
+    const bool hasFailed = m_parts->driver->hasError();
+    if (hasFailed)
+        m_parts->seeTheRest();
+    const std::optional<Failure> untraced =
+        m_parts->trace ? m_parts->trace->takeFailure() : std::nullopt;
+    if (!hasFailed && !untraced)
         return;
+    if (!hasFailed)
+        throw *untraced;
+    if (untraced)
+        report(*untraced);
+    throw failure(address);
+}
+
+Failure Connection::failure(const QString& address)
+{
+    DriverInterface& driver = *m_parts->driver;
     const QString lost = m_parts->link->port().deviceError();
     if (!lost.isEmpty())
-        throw Failure(ExitCode::Port, m_parts->link->text() + QStringLiteral(": ") + lost);
-    throw failureOf(*m_parts->driver, address);
+        return Failure(ExitCode::Port, withHint(m_parts->link->text(), host::lossOfPort(lost)));
+    return Failure(exitCodeOf(driver.getLastError()),
+                   withHint(lastText(driver, address), m_parts->call.explain()));
 }
 
 QString pluginPath(const std::string& option)

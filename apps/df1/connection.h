@@ -32,6 +32,7 @@ struct ConnectionOptions
     std::optional<int> retry;
     std::optional<int> delay;
     int self = 0;
+    std::string trace; ///< "-" or the file of a capture; empty: none
 
     void addTo(CLI::App& verb);
 };
@@ -47,13 +48,15 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Runs one read. Throws Failure with the driver's text when it fails.
+    /// Runs one read. When it fails, throws Failure with the driver's text, what was
+    /// seen on the line and a hint.
     QByteArray read(const CommunicatorCommand& command);
-    /// Runs one write. Throws Failure with the driver's text when it fails.
+    /// Runs one write. Throws as read() does.
     void write(const CommunicatorCommand& command, const QByteArray& data);
 
 private:
     void requireSuccess(const QString& address);
+    Failure failure(const QString& address);
 
     struct Parts;
     std::unique_ptr<Parts> m_parts;
