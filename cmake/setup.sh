@@ -5,6 +5,7 @@ build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11
 arm_packages="g++-arm-linux-gnueabihf qemu-user-static mmdebstrap"
 package_packages="make dpkg-dev file lintian pkg-config"
 qt6_packages="qt6-base-dev qt6-5compat-dev qt6-serialport-dev libqt6sql6-sqlite"
+mutation_packages="python3 git"
 # Without them the tests that need them are skipped.
 test_packages="socat tshark man-db"
 

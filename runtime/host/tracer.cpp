@@ -67,4 +67,20 @@ QByteArray Tracer::pendingBytes()
     return bytes;
 }
 
+TracedPort::TracedPort(AbstractDeviceInterface& port, TrafficReader::Taker taker)
+    : Tracer(port, [this](const LineEvent& event) { m_reader.take(event); })
+    , m_reader(std::move(taker))
+{}
+
+TracedPort::~TracedPort()
+{
+    m_reader.finish();
+}
+
+void TracedPort::seeTheRest()
+{
+    setParameter(PORT_PARAM_CLEAR_INPUT, QVariant(0));
+    m_reader.finish();
+}
+
 }

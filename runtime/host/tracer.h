@@ -38,4 +38,20 @@ private:
     const Observer m_observer;
 };
 
+/// A tracer that makes frames and link answers of what it hears.
+class TracedPort : public Tracer
+{
+public:
+    /// Borrows @p port.
+    TracedPort(AbstractDeviceInterface& port, TrafficReader::Taker taker);
+    /// Hands out what is held back.
+    ~TracedPort() override;
+
+    /// Takes what a driver has left unread in the port and hands out what is held back.
+    void seeTheRest();
+
+private:
+    TrafficReader m_reader;
+};
+
 }
