@@ -68,29 +68,33 @@ void TestTrace::initTestCase()
 // Catches: an error that hides what was on the line, and an exit code that changes with it.
 void TestTrace::explainsFaults()
 {
-    const std::tuple<const char*, int, const char*> rows[] = {
-        {"lose-ack", 5, "invalid PLC response; the reply came without an ACK"},
-        {"damage-ack", 5, "invalid PLC response; 2 bytes that are no DF1"},
-        {"nak", 5, "read N7:0:request CRC error; the controller answered NAK"},
-        {"enq", 5, "PLC no ack; the controller answered ENQ"},
-        {"silence", 4, "PLC no response; nothing came back; check the cable"},
-        {"lose-reply", 4, "PLC no response; the request was acknowledged, but no reply came"},
-        {"late:150", 5, "invalid response from PLC; the reply came when it was no longer waited"},
-        {"wrong-station", 5, "the reply is not to this request: it goes from station 2"},
-        {"flip:8", 4, "in an earlier attempt the reply came with a wrong check"},
-        {"insert:9", 4, "in an earlier attempt the reply came with a wrong check"},
-        {"half", 4, "in an earlier attempt the reply broke off after 7 bytes"},
-        {"sts:112", 6, "invalid address:N7:0; the controller refused it: STS 70, the controller"},
-        {"ext-sts:11", 6, "STS F0 EXT STS 0B, access denied; check the file's protection"},
+    const std::tuple<const char*, int, const char*, int> rows[] = {
+        {"lose-ack", 5, "invalid PLC response; the reply came without an ACK", 1},
+        {"damage-ack", 5, "invalid PLC response; 2 bytes that are no DF1", 1},
+        {"nak", 5, "read N7:0:request CRC error; the controller answered NAK", 1},
+        {"enq", 5, "PLC no ack; the controller answered ENQ", 1},
+        {"silence", 4, "PLC no response; nothing came back; check the cable", 1},
+        {"lose-reply", 4, "PLC no response; the request was acknowledged, but no reply came", 1},
+        {"late:500", 5, "invalid response from PLC; the reply came when it was no longer waited",
+         1},
+        {"wrong-station", 5, "the reply is not to this request: it goes from station 2", 1},
+        {"flip:8", 4, "in an earlier attempt the reply came with a wrong check", 1},
+        {"insert:9", 5, "response CRC error; the reply came with a wrong check", 0},
+        {"half", 4, "in an earlier attempt the reply broke off after 7 bytes", 1},
+        {"sts:112", 6, "invalid address:N7:0; the controller refused it: STS 70, the controller",
+         1},
+        {"ext-sts:11", 6, "STS F0 EXT STS 0B, access denied; check the file's protection", 1},
     };
-    for (const auto& [fault, exitCode, text] : rows) {
+    for (const auto& [fault, exitCode, text, retries] : rows) {
         QString error;
         simulator::ServerSettings settings;
+        settings.station.ackTimeoutMs = 60000; // no ENQ between the attempts
         settings.faults = *simulator::parseFaults(fault, &error);
         simulator::Server server(simulator::Controller(simulator::seededTables(1)), settings);
         QVERIFY2(server.start(simulator::PtyPlace(), &error), qPrintable(error));
-        const Outcome outcome =
-            df1("read N7:0 --retry 1 --timeout 120 --port " + server.portName());
+        const Outcome outcome = df1(QString("read N7:0 --retry %1 --timeout 400 --port %2")
+                                        .arg(retries)
+                                        .arg(server.portName()));
         ROW_COMPARE(fault, outcome.exitCode, exitCode);
         QVERIFY2(outcome.errors.contains(text), qPrintable(outcome.errors));
         QCOMPARE(outcome.errors.count('\n'), 1);
