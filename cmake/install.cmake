@@ -9,6 +9,8 @@ install(FILES packaging/completion/df1.bash RENAME df1
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
 install(FILES packaging/completion/_df1
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
+install(FILES packaging/wireshark/df1.lua
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/micrologix COMPONENT tools)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
     FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)

@@ -36,7 +36,7 @@ if(mlx_qt_major EQUAL 6)
 else()
     set(qt_development "qtbase5-dev, libqt5serialport5-dev")
 endif()
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}, libpcap0.8-dev")
 
 configure_file(packaging/changelog.in changelog @ONLY)
 execute_process(COMMAND gzip -9nf ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)

@@ -1,7 +1,7 @@
 # Sourced by ./run and ./test: installs what is missing, configures and builds.
 # Everything it says goes to standard error; standard output is the caller's.
 
-build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libqt5sql5-sqlite"
+build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libpcap0.8-dev libqt5sql5-sqlite"
 arm_packages="g++-arm-linux-gnueabihf qemu-user-static mmdebstrap"
 package_packages="make dpkg-dev file lintian pkg-config"
 qt6_packages="qt6-base-dev qt6-5compat-dev qt6-serialport-dev libqt6sql6-sqlite"

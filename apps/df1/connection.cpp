@@ -4,9 +4,12 @@
 #include <QFileInfo>
 
 #include "drivers/drv_dev_setting.h"
+#include "host/explanation.h"
 #include "host/link.h"
+#include "host/tracer.h"
 #include "rehearsal.h"
 #include "simulator/server.h"
+#include "trace.h"
 
 namespace {
 
@@ -108,21 +111,6 @@ ExitCode exitCodeOf(const QString& driverText)
     return ExitCode::Damaged;
 }
 
-QString hintFor(ExitCode code)
-{
-    switch (code) {
-    case ExitCode::Usage:
-        return QStringLiteral("give a file and an element, such as N7:0, F8:1 or T4:0.ACC");
-    case ExitCode::NoAnswer:
-        return QStringLiteral("check the cable, the line settings and the station number");
-    case ExitCode::Damaged:
-        return QStringLiteral("check the line settings, and that the channel is DF1 full duplex "
-                              "with CRC");
-    default:
-        return QStringLiteral("the controller refused it: no such file or element, or protected");
-    }
-}
-
 /// The driver's last text, behind the address unless it names it already.
 QString lastText(DriverInterface& driver, const QString& address)
 {
@@ -130,10 +118,9 @@ QString lastText(DriverInterface& driver, const QString& address)
     return text.contains(address) ? text : address + QStringLiteral(": ") + text;
 }
 
-Failure failureOf(DriverInterface& driver, const QString& address)
+QString withHint(const QString& text, const host::Explanation& explanation)
 {
-    const ExitCode code = exitCodeOf(driver.getLastError());
-    return Failure(code, lastText(driver, address) + QStringLiteral("; ") + hintFor(code));
+    return QStringList{text, explanation.text, explanation.hint}.join(QStringLiteral("; "));
 }
 
 /// Without a controller, only the driver can have refused.
@@ -151,9 +138,19 @@ struct Connection::Parts
         : driver(plugin)
     {}
 
+    void see(const host::Sighting& sighting)
+    {
+        call.take(sighting);
+        if (trace)
+            trace->take(sighting);
+    }
+
     LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
+    std::unique_ptr<Trace> trace; // null: none is wanted
+    host::CallTraffic call;
     std::unique_ptr<host::Link> link;
+    std::unique_ptr<host::TracedPort> port;
     host::PlanSettings planSettings;
 };
 
@@ -195,6 +192,10 @@ void ConnectionOptions::addTo(CLI::App& verb)
     verb.add_option("--limit", limit,
                     "Data bytes that one message may carry (206; a MicroLogix 1000 takes 82)")
         ->check(CLI::Range(6, host::MOST_DATA_BYTES));
+    verb.add_option("--trace", trace,
+                    "Show the line's traffic on standard error (-), or keep it in a capture file "
+                    "for Wireshark and df1 decode")
+        ->type_name("FILE");
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
     verb.option_defaults()->group("Options");
@@ -250,6 +251,8 @@ LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
     line = lineSettings(options, driver);
     port = portSettings(options, driver);
     dataBytes = options.dataBytes();
+    if (!options.trace.empty())
+        trace = std::make_unique<Trace>(options.trace);
     link = QString::fromStdString(options.port.value_or(SIMULATOR));
     if (!options.isSimulator())
         return;
@@ -265,10 +268,14 @@ Connection::Connection(ConnectionOptions options)
 {
     LinkPlace place(std::move(options), *m_parts->driver);
     m_parts->simulator = std::move(place.simulator);
+    m_parts->trace = std::move(place.trace);
     QString error;
     m_parts->link = host::Link::open(place.link, place.line, place.port, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
+    m_parts->port = std::make_unique<host::TracedPort>(
+        m_parts->link->port(),
+        [parts = m_parts.get()](const host::Sighting& sighting) { parts->see(sighting); });
     host::scatterTransactionNumbers(*m_parts->driver);
     host::PlanSettings& plan = m_parts->planSettings;
     plan.line.secondsPerByte = place.line.secondsPerByte();
@@ -281,7 +288,8 @@ Connection::~Connection() = default;
 
 QByteArray Connection::read(const CommunicatorCommand& command)
 {
-    QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
+    m_parts->call.beginCall();
+    QByteArray data = m_parts->driver->read(m_parts->port.get(), command);
     requireSuccess(command.address);
     return data;
 }
@@ -293,18 +301,35 @@ host::PlanSettings Connection::planSettings() const
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
 {
-    m_parts->driver->write(&m_parts->link->port(), command, data);
+    m_parts->call.beginCall();
+    m_parts->driver->write(m_parts->port.get(), command, data);
     requireSuccess(command.address);
 }
 
 void Connection::requireSuccess(const QString& address)
 {
-    if (!m_parts->driver->hasError())
+    const bool hasFailed = m_parts->driver->hasError();
+    if (hasFailed)
+        m_parts->port->seeTheRest();
+    const std::optional<Failure> untraced =
+        m_parts->trace ? m_parts->trace->takeFailure() : std::nullopt;
+    if (!hasFailed && !untraced)
         return;
+    if (!hasFailed)
+        throw *untraced;
+    if (untraced)
+        report(*untraced);
+    throw failure(address);
+}
+
+Failure Connection::failure(const QString& address) const
+{
+    DriverInterface& driver = *m_parts->driver;
     const QString lost = m_parts->link->port().deviceError();
     if (!lost.isEmpty())
-        throw Failure(ExitCode::Port, m_parts->link->text() + QStringLiteral(": ") + lost);
-    throw failureOf(*m_parts->driver, address);
+        return Failure(ExitCode::Port, withHint(m_parts->link->text(), host::lossOfPort(lost)));
+    return Failure(exitCodeOf(driver.getLastError()),
+                   withHint(lastText(driver, address), m_parts->call.explain()));
 }
 
 QString pluginPath(const std::string& option)

@@ -26,6 +26,8 @@ namespace simulator {
 class PtyServer;
 }
 
+class Trace;
+
 /// What the command line says; what it leaves out comes from the link that it names in
 /// a profile file, and then from the driver.
 struct ConnectionOptions
@@ -43,6 +45,7 @@ struct ConnectionOptions
     std::optional<int> delay;
     std::optional<int> self;
     std::optional<int> limit; ///< data bytes that one message may carry
+    std::string trace;        ///< "-" or the file of a capture; empty: none
 
     /// Adds the options and a first positional, the link's name: to be called before
     /// the verb's own positionals are added.
@@ -84,6 +87,7 @@ struct LinkPlace
     host::PortSettings port;
     int dataBytes = host::USUAL_DATA_BYTES; ///< that one message may carry
     std::unique_ptr<simulator::PtyServer> simulator;
+    std::unique_ptr<Trace> trace; ///< of the link's traffic; null: none is wanted
 };
 
 /// A loaded driver and an open port, with the embedded simulator behind it where
@@ -97,15 +101,17 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Runs one read. Throws Failure with the driver's text when it fails.
+    /// Runs one read. When it fails, throws Failure with the driver's text, what was
+    /// seen on the line and a hint.
     QByteArray read(const CommunicatorCommand& command);
     /// The speed and the limits of the line.
     host::PlanSettings planSettings() const;
-    /// Runs one write. Throws Failure with the driver's text when it fails.
+    /// Runs one write. Throws as read() does.
     void write(const CommunicatorCommand& command, const QByteArray& data);
 
 private:
     void requireSuccess(const QString& address);
+    Failure failure(const QString& address) const;
 
     struct Parts;
     std::unique_ptr<Parts> m_parts;

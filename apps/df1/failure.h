@@ -13,7 +13,7 @@ enum class ExitCode
     Damaged = 5,  ///< lost bytes, wrong checks, answers that belong to nothing
     Refused = 6,  ///< the controller refused the request
     Mismatch = 7, ///< what was written reads back as something else
-    Output = 8    ///< standard output can't be written to
+    Output = 8    ///< standard output or the trace can't be written to
 };
 
 class Failure : public std::runtime_error

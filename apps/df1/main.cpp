@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <QCoreApplication>
 
+#include "decode.h"
 #include "failure.h"
 #include "info.h"
 #include "links.h"
@@ -22,7 +23,7 @@ int exitStatus(ExitCode code)
 const char* const EXIT_CODES =
     "Exit codes: 0 all done; 2 wrong usage or unusable address; 3 port; 4 no answer;\n"
     "5 damaged traffic; 6 refused by the controller; 7 reads back otherwise than\n"
-    "written; 8 standard output can't be written to.\n";
+    "written; 8 standard output or the trace can't be written to.\n";
 
 int runWith(int argc, char** argv)
 {
@@ -32,6 +33,7 @@ int runWith(int argc, char** argv)
     app.require_subcommand(1);
     app.footer(EXIT_CODES);
     std::function<ExitCode()> run;
+    addDecodeVerb(app, run);
     addInfoVerb(app, run);
     addLinksVerb(app, run);
     addPlanVerb(app, run);

@@ -62,6 +62,9 @@ public:
         : m_options(options)
         , m_driver(options.connection.plugin)
     {
+        if (!options.connection.trace.empty() && options.lists.size() > 1)
+            throw Failure(ExitCode::Usage,
+                          QStringLiteral("--trace is for one link: give one list at a time"));
         for (const std::string& list : options.lists)
             addLink(listOf(list, options.connection));
     }
@@ -114,6 +117,7 @@ private:
             return false;
         try {
             printRows(table, m_options.output.format(), false);
+            requireTrace(m_places.front());
         } catch (const Failure& failure) {
             m_failure = failure;
             m_ending.end();

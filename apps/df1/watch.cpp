@@ -201,9 +201,10 @@ private:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_board.take(scan, m_clock.elapsed());
-        if (::isatty(STDOUT_FILENO))
-            return true;
         try {
+            requireTrace(m_place);
+            if (::isatty(STDOUT_FILENO))
+                return true;
             printRows(rowsOf(source, scan), m_options.output.format(), false);
         } catch (const Failure& failure) {
             m_failure = failure;

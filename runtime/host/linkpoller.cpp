@@ -51,7 +51,7 @@ void LinkPoller::run(StopSignal& stop, const Observer& observe)
         if (m_pause && stop.waitUntil(Clock::now() + std::chrono::milliseconds(*m_pause)))
             break;
     }
-    m_link.reset();
+    closeLink();
 }
 
 Scan LinkPoller::scan(qint64 number, StopSignal& stop)
@@ -93,7 +93,7 @@ void LinkPoller::endScan(bool wasAnswered)
     }
     m_pause = m_backoff.next();
     if (m_silentScans >= silentScansUntilReopened)
-        m_link.reset();
+        closeLink();
 }
 
 void LinkPoller::openLink(QString* error)
@@ -103,15 +103,30 @@ void LinkPoller::openLink(QString* error)
     m_link = Link::open(m_source.link, m_source.line, m_source.port, error);
     if (!m_link)
         return;
+    if (m_source.observe)
+        m_tracedPort = std::make_unique<TracedPort>(m_link->port(), m_source.observe);
     m_silentScans = 0;
     m_totals.reopened += m_wasOpen ? 1 : 0;
     m_wasOpen = true;
     plan(); // what was refused once may be there now
 }
 
+void LinkPoller::closeLink()
+{
+    m_tracedPort.reset();
+    m_link.reset();
+}
+
+AbstractDeviceInterface* LinkPoller::port() const
+{
+    if (m_tracedPort)
+        return m_tracedPort.get();
+    return &m_link->port();
+}
+
 LinkPoller::Outcome LinkPoller::perform(Reading& reading, Scan& scan, QString* silence)
 {
-    const QByteArray data = m_driver->read(&m_link->port(), reading.read.command);
+    const QByteArray data = m_driver->read(port(), reading.read.command);
     if (!m_driver->hasError()) {
         reading.failures = 0;
         store(reading.read, data, scan);
@@ -122,7 +137,7 @@ LinkPoller::Outcome LinkPoller::perform(Reading& reading, Scan& scan, QString* s
     if (!lost.isEmpty() || text == QLatin1String("PLC no response")) {
         *silence = text;
         if (!lost.isEmpty())
-            m_link.reset();
+            closeLink();
         return Outcome::Done;
     }
     storeError(reading.read, text, scan);

@@ -13,6 +13,7 @@
 #include "host/requestplan.h"
 #include "host/schedule.h"
 #include "host/stopsignal.h"
+#include "host/tracer.h"
 
 namespace host {
 
@@ -25,6 +26,7 @@ struct PollSource
     PortSettings port;
     std::vector<Tag> tags;            ///< one or more
     int dataBytes = USUAL_DATA_BYTES; ///< as PlanSettings has it
+    TrafficReader::Taker observe;     ///< the link's traffic, in the poller's thread; may be empty
 };
 
 struct PollSettings
@@ -101,6 +103,8 @@ private:
     Scan scan(qint64 number, StopSignal& stop);
     void endScan(bool wasAnswered);
     void openLink(QString* error);
+    void closeLink();
+    AbstractDeviceInterface* port() const;
     /// @p silence gets the text when nobody answers or the link is lost.
     Outcome perform(Reading& reading, Scan& scan, QString* silence);
     void store(const PlannedRead& read, const QByteArray& data, Scan& scan) const;
@@ -114,6 +118,7 @@ private:
     const PollSettings m_settings;
     const std::unique_ptr<DriverInterface> m_driver;
     std::unique_ptr<Link> m_link;
+    std::unique_ptr<TracedPort> m_tracedPort; ///< around the link's; null: nobody observes
     std::vector<Reading> m_readings;
     Backoff m_backoff;
     std::optional<qint64> m_pause; ///< to be made before the next scan
