@@ -132,6 +132,9 @@ DevicePointer openSerial(const QString& text, const LineSettings& line, QString*
 
 // ---- TCP device servers ----
 
+// The system may hold megabytes of a peer that never stops; they come in pieces.
+const qint64 MostReadAtOnce = 128 * 1024;
+
 struct Endpoint
 {
     QString host; ///< name or address, without brackets
@@ -249,6 +252,7 @@ DevicePointer connectTcp(const QString& text, int connectMs, QString* fault)
         const auto share = deadline.remainingTime() / static_cast<qint64>(addresses.size() - i);
         if (socket->waitForConnected(static_cast<int>(share))) {
             socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+            socket->setReadBufferSize(MostReadAtOnce);
             return socket;
         }
         *fault = connectFault(*socket, endpoint, connectMs);
