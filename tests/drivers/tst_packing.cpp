@@ -120,6 +120,7 @@ private slots:
                                     "0S",
                                     "2 C",
                                     "4294967297C",
+                                    "21474836471C",
                                     "18446744073709551617C"};
         for (const char* row : rows) {
             const QByteArray format = QByteArray("C") + row;

@@ -31,6 +31,7 @@ private slots:
             {"2 1 N7:254", "020789FE00", "0102", "0102"},
             {"2 1 N7:255", "020789FFFF0000", "0102", "0102"},
             {"2 1 N7:65537", "0207890100", "0102", "0102"},
+            {"2 1 NX:0", "0200890000", "0102", "0102"},
             {"2 1 L9:0", "02FF000000", "0102", "0102"},
             {"2 2 T4:300", "0C0486FF2C0100", timers, "00A00020"},
             {"2 2 t4:0.preset/3", "0C04860000", timers, "0A001400"},
@@ -68,9 +69,12 @@ private slots:
     // that goes out although it can't be carried.
     void refusesBeforeSending()
     {
-        checkRefusals(false, "2 1 N7,2 1 N7:0/3,2 1  N7:0,2 1 ,3 1 F8:0.ACC",
+        checkRefusals(false, "2 1 N7,2 1 N7:0/3,2 1  N7:0,2 1 ,3 1 F8:0.ACC,2 1 -T4:0.ACC",
                       "invalid address format");
-        checkRefusals(false, "0 1 N7:0,0 1 T4:0/1a", "invalid bit address format");
+        checkRefusals(false,
+                      "0 1 N7:0,0 1 T4:0/1a,0 1 -B3:0/1,0 1 T4:0/DN1,0 1 -T4:0/DN,"
+                      "0 1 -T4:0.ACC/3,0 1 T4:0.ACC/3x",
+                      "invalid bit address format");
         checkRefusals(
             false,
             "0 2033 B3:0/0,0 657 T4:0/16,0 43 T4:0/DN,0 2147483647 T4:0.ACC/255,0 -1 B3:0/5,"

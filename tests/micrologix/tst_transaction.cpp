@@ -49,12 +49,15 @@ private slots:
             {"ENQ, ACK third", Pieces() << ENQ << SILENCE << SILENCE << whole, noAck, 1, 0},
             {"ENQ, silence", Pieces() << ENQ, noAck, 1, 0},
             {"ENQ, NAK", Pieces() << ENQ << NAK, requestCrc, 1, 0},
+            {"ENQ, noise, half an ACK", Pieces() << ENQ << hex("4106") << hex("10"), noAck, 1, 0},
             {"start: nothing", Pieces() << ACK, silent, 0, 0},
             {"start: one byte", Pieces() << ACK + '\x10', loss, 0, 0},
             {"start: ACK", Pieces() << ACK + ACK, "invalid response from PLC3", 3, 3},
             {"start: ENQ, STX", Pieces() << ACK + ENQ + sound, "", 2, 0},
             {"start: STX third", Pieces() << ACK + ENQ + ACK + ACK + sound, noAck, 1, 0},
             {"header: five bytes", Pieces() << start + hex("00014F0001"), loss, 0, 0},
+            {"header: late byte", Pieces() << start + hex("00014F0001") << whole.mid(9), loss, 0,
+             0},
             {"header: lone DLE", Pieces() << start + hex("00014F000110"), loss, 0, 0},
             {"header: cut pair", Pieces() << start + hex("101010104F00") << hex("10"),
              "invalid response from PLC1", 3, 3},
@@ -70,6 +73,7 @@ private slots:
             {"status F0, damaged", Pieces() << damaged(extended), crc, 0, 0},
             {"status F0, cut", Pieces() << extended.left(13), crc, 0, 0},
             {"data: cut", Pieces() << whole.left(15), loss, 0, 0},
+            {"data: late", Pieces() << whole.left(15) << whole.mid(15), loss, 0, 0},
             {"data: none", Pieces() << whole.left(10), loss, 0, 0},
             {"data: damaged", Pieces() << damaged(whole), crc, 0, 0},
             {"data: less", Pieces() << reply(1, hex("34")), loss, 0, 0},
@@ -93,14 +97,17 @@ private slots:
         }
     }
 
-    // Catches: a drain that never ends on a line that babbles.
+    // Catches: a drain that never ends on a line that babbles, or gives it no time.
     void drainsAtMostAHundredTimes()
     {
         DriverABMicroLogix driver;
         ScriptedPort port;
         port.answer(hex("4142"));
         port.pendingRounds = 1000;
+        QElapsedTimer timer;
+        timer.start();
         driver.read(&port, request(2, 1, "N7:0"));
+        QVERIFY(timer.elapsed() >= 300);
         QCOMPARE(port.sent.count(ACK), 100);
         QCOMPARE(port.calls.count("get 13"), 100);
     }
@@ -109,29 +116,37 @@ private slots:
     // more than the reply holds (a wait for nothing), a reply full of DLEs cut short.
     void makesTheseCallsInThisOrder()
     {
+        const QString start = "receive 2: 1006, receive 2: 1002, receive 6: 00014f00%1, ";
+        const QString sound = start.arg("0100"), refused = "receive 6: 00014ff00100, ";
         const struct
         {
             int count;
-            const char *data, *received;
-        } rows[] = {{1, "3412", "receive 6: 341210034fa7"},
-                    {5, "10101010101010101010",
-                     "receive 14: 1010101010101010101010101010, receive 7: 10101010101010, receive "
-                     "3: 03cfea"}};
+            QByteArray answer;
+            QString received;
+        } rows[] = {
+            {1, reply(1, hex("3412")), sound + "receive 6: 341210034fa7, send 1006"},
+            {1, reply(1, hex("7810")), sound + "receive 6: 78101010038f, receive 1: 10, send 1006"},
+            {5, reply(1, QByteArray(10, '\x10')),
+             sound
+                 + "receive 14: 1010101010101010101010101010, receive 7: 10101010101010, "
+                   "receive 3: 03cfea, send 1006"},
+            {1, reply(1, hex("09"), "F0"),
+             "receive 2: 1006, receive 2: 1002, " + refused + "receive 5: 0910031947, send 1006"},
+            {1, reply(1, hex("10"), "F0"),
+             "receive 2: 1006, receive 2: 1002, " + refused
+                 + "receive 5: 1010100312, receive 1: d7, send 1006"},
+            {1, ENQ, "receive 2: 1005, send 1006, receive 2: , receive 2: , receive 2: "},
+        };
         for (const auto& row : rows) {
             DriverABMicroLogix driver;
             ScriptedPort port;
-            port.answer(reply(1, hex(row.data)));
-            ROW_COMPARE(row.data, driver.read(&port, request(2, row.count, "N7:0")), hex(row.data));
-            const QString sent =
-                QString("send ")
-                + requestFrame(1, hex("A2") + static_cast<char>(2 * row.count) + hex("07890000"))
-                      .toHex();
-            const QStringList calls = QStringList()
-                                      << "delay"
-                                      << "set 12=0" << sent << "receive 2: 1006"
-                                      << "receive 2: 1002"
-                                      << "receive 6: 00014f000100" << row.received << "send 1006";
-            ROW_COMPARE(row.data, port.calls.join(", "), calls.join(", "));
+            port.answer(row.answer);
+            driver.read(&port, request(2, row.count, "N7:0"));
+            const QByteArray command =
+                hex("A2") + static_cast<char>(2 * row.count) + hex("07890000");
+            const QString sent = QString("send ") + requestFrame(1, command).toHex();
+            ROW_COMPARE(row.answer.toHex(), port.calls.join(", "),
+                        "delay, set 12=0, " + sent + ", " + row.received);
         }
     }
 
@@ -172,6 +187,45 @@ private slots:
             const QByteArray data = driver.read(&port, request(2, 3, "N7:0"));
             ROW_COMPARE(joined(faults.at(i)), data, driver.hasError() ? QByteArray() : expected);
         }
+    }
+
+    // Catches: an image taken apart although its check has failed.
+    void handsOutNothingOfADamagedImage()
+    {
+        const struct
+        {
+            const char* request;
+            int size;
+        } rows[] = {{"1 1 N7:0", 2},     {"2 2 F8:0", 4},      {"2 1 T4:0", 6},
+                    {"2 1 T4:0.ACC", 6}, {"0 1 B3:0/0", 2},    {"0 1 T4:0/1", 6},
+                    {"0 1 T4:0/DN", 6},  {"0 1 T4:0.ACC/1", 6}};
+        for (const auto& row : rows) {
+            DriverABMicroLogix driver;
+            ScriptedPort port;
+            port.answer(damaged(reply(1, QByteArray(row.size, '\xFF'))));
+            ROW_COMPARE(row.request, driver.read(&port, request(row.request)), QByteArray());
+            ROW_COMPARE(row.request, driver.hasError(), true);
+            ROW_COMPARE(row.request, driver.read(&port, request(row.request)), QByteArray());
+        }
+    }
+
+    // Catches: a reply cut short that is completed from the one before it, or from
+    // whatever else the buffer was filled with.
+    void keepsNothingOfTheReplyBefore()
+    {
+        DriverABMicroLogix driver;
+        int tns = 2;
+        while (reply(tns, hex("09"), "F0").right(1) != hex("01"))
+            ++tns;
+        while (driver.getTNS() != tns - 2)
+            driver.getNextTNS();
+        ScriptedPort port;
+        port.answer(reply(tns - 1, hex("010101010101")));
+        port.answer(reply(tns, hex("09"), "F0").left(14));
+        QCOMPARE(driver.read(&port, request(2, 3, "N7:0")), hex("010101010101"));
+        QVERIFY(driver.read(&port, request(2, 1, "N7:0")).isEmpty());
+        QCOMPARE(driver.getLastError(), QString("read N7:0:response CRC error"));
+        QCOMPARE(port.sent.count(ACK), 1);
     }
 
     // Catches: a port's count believed beyond the receive buffer, a station number

@@ -33,7 +33,7 @@ CPU_SECONDS = 20
 WALL_SECONDS = 120
 # Programs that hold parts of the drivers in themselves, by what has to be built first.
 STATIC_TESTS = ("tst_typedcommands",)
-LAST_TESTS = ("tst_environment", "exports", "tst_dissector", "tst_line", "tst_readwrite")
+LAST_TESTS = ("tst_environment", "exports", "tst_driverloader", "tst_dissector", "tst_line", "tst_readwrite")
 FOUND, SURVIVED, NOT_COMPILED = "found", "survived", "not compiled"
 
 
