@@ -5,16 +5,37 @@ if(mlx_qt_major EQUAL 4)
     return()
 endif()
 install(TARGETS df1 RUNTIME COMPONENT tools)
-install(DIRECTORY docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools
-    OPTIONAL FILES_MATCHING PATTERN "*.1")
+install(FILES packaging/completion/df1.bash RENAME df1
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+install(FILES packaging/completion/_df1
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.md" PATTERN man EXCLUDE)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 
-# The same include root as here; the plugin's own headers stay behind.
+file(GLOB man_pages CONFIGURE_DEPENDS docs/man/*.1)
+foreach(page ${man_pages})
+    cmake_path(GET page FILENAME name)
+    add_custom_command(OUTPUT ${name}.gz DEPENDS ${page} VERBATIM
+        COMMAND sh -c "gzip -9n < \"$1\" > \"$2\"" sh ${page} ${name}.gz)
+    list(APPEND packed_pages ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)
+endforeach()
+add_custom_target(man ALL DEPENDS ${packed_pages})
+install(FILES ${packed_pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+
+# The same include root as here; what only sources include stays behind.
 install(DIRECTORY runtime/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/micrologix COMPONENT development
     FILES_MATCHING PATTERN "*.h"
-    PATTERN micrologix/commands.h EXCLUDE
-    PATTERN micrologix/elements.h EXCLUDE
-    PATTERN micrologix/names.h EXCLUDE)
+    PATTERN drivers/df1/messageparts.h EXCLUDE
+    PATTERN drivers/micrologix/commands.h EXCLUDE
+    PATTERN drivers/micrologix/elements.h EXCLUDE
+    PATTERN drivers/micrologix/names.h EXCLUDE
+    PATTERN host/csvreader.h EXCLUDE
+    PATTERN simulator/elementbits.h EXCLUDE
+    PATTERN simulator/jsonfile.h EXCLUDE
+    PATTERN simulator/request.h EXCLUDE
+    PATTERN simulator/session.h EXCLUDE)
 
 set(qt_parts ${mlx_qt_installed})
 list(TRANSFORM qt_parts TOLOWER)
@@ -53,41 +74,3 @@ string(REGEX REPLACE "[^/]+" ".." pc_to_prefix "${CMAKE_INSTALL_LIBDIR}/pkgconfi
 configure_file(packaging/micrologix.pc.in micrologix.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/micrologix.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
-
-set(CPACK_GENERATOR DEB TGZ)
-set(CPACK_PACKAGE_NAME micrologix-df1)
-set(CPACK_PACKAGE_CONTACT "MicroLogix DF1 driver maintainers <maintainers@invalid.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "DF1 driver for Allen-Bradley MicroLogix controllers")
-set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL plugin tools development)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEBIAN_PLUGIN_PACKAGE_NAME micrologix-df1-plugin)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME micrologix-df1-tools)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME micrologix-df1-dev)
-set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION comm)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(same_plugin "micrologix-df1-plugin (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_plugin}")
-if(mlx_qt_major EQUAL 6)
-    set(qt_development "qt6-base-dev, qt6-serialport-dev, qt6-5compat-dev")
-else()
-    set(qt_development "qtbase5-dev, libqt5serialport5-dev")
-endif()
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${same_plugin}, ${qt_development}")
-set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "The driver plugin for operator panels' runtimes.")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The program df1, which reads and writes controllers.")
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers and libraries for hosts of driver plugins.")
-
-configure_file(packaging/changelog.in changelog @ONLY)
-execute_process(COMMAND gzip -9nf ${CMAKE_CURRENT_BINARY_DIR}/changelog COMMAND_ERROR_IS_FATAL ANY)
-foreach(component plugin tools development)
-    string(TOUPPER ${component} name)
-    install(FILES packaging/copyright ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
-        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME}
-        COMPONENT ${component})
-endforeach()
-include(CPack)

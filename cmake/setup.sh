@@ -11,7 +11,7 @@ coverage_packages="gcovr"
 fuzz_packages="clang libclang-rt-14-dev python3"
 mutation_packages="python3 git"
 # Without them the tests that need them are skipped.
-test_packages="socat tshark man-db"
+test_packages="socat tshark man-db zsh"
 
 say() {
     printf '%s\n' "$*" >&2

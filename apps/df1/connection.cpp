@@ -1,6 +1,7 @@
 #include "connection.h"
 
 #include <CLI/CLI.hpp>
+#include <QFileInfo>
 
 #include "drivers/drv_dev_setting.h"
 #include "host/link.h"
@@ -11,24 +12,6 @@ namespace {
 
 const char* const SIMULATOR = "sim";
 const quint32 SIMULATOR_SEED = 1;
-
-/// A driver that is there, or Failure.
-class LoadedDriver
-{
-public:
-    explicit LoadedDriver(const std::string& plugin)
-        : m_loader(pluginPath(plugin))
-    {
-        if (m_loader.driver() == nullptr)
-            throw Failure(ExitCode::Usage, m_loader.error());
-    }
-
-    DriverInterface& operator*() const { return *m_loader.driver(); }
-    DriverInterface* operator->() const { return m_loader.driver(); }
-
-private:
-    host::DriverLoader m_loader;
-};
 
 /// The station that the options name, themselves or by a project.
 std::optional<int> stationOf(const ConnectionOptions& options)
@@ -51,7 +34,7 @@ host::PortSettings portSettings(const ConnectionOptions& options, DriverInterfac
     settings.timeoutMs = options.timeout.value_or(defaults->timeout);
     settings.retryCount = options.retry.value_or(defaults->retry);
     settings.destination = stationOf(options).value_or(defaults->stationid);
-    settings.source = options.self;
+    settings.source = options.self.value_or(0);
     settings.delayMs = static_cast<unsigned int>(options.delay.value_or(defaults->delay));
     return settings;
 }
@@ -66,6 +49,40 @@ host::LineSettings lineSettings(const ConnectionOptions& options, DriverInterfac
     if (!line)
         throw Failure(ExitCode::Usage, error);
     return *line;
+}
+
+/// The first of the verb's positionals where it can be no address. Without the check
+/// of the others a later one would do as well: the value of a write is no link.
+void addLinkNameTo(CLI::App& verb, std::string& name)
+{
+    CLI::Option* const link = verb.add_option("link", name, "Name of a link in the profile file");
+    const auto isFirst = [&verb, link] {
+        for (const CLI::Option* option : verb.get_options()) {
+            if (option != link && option->get_positional() && option->count() > 0)
+                return false;
+        }
+        return true;
+    };
+    link->type_name("LINK")->check(CLI::Validator(
+        [=](const std::string& text) {
+            const bool isTaken = link->count() > 0; // checked once more at the end
+            return isTaken || (isFirst() && host::isLinkName(QString::fromStdString(text)))
+                       ? std::string()
+                       : "no name of a link";
+        },
+        ""));
+    verb.validate_positionals();
+}
+
+host::LinkProfile linkNamed(const std::string& link, const std::string& file)
+{
+    const host::LinkProfiles links = openProfiles(file);
+    const QString name = QString::fromStdString(link);
+    const auto found = links.find(name);
+    if (found == links.end())
+        throw Failure(ExitCode::Usage,
+                      QStringLiteral("there is no link '%1'; known: %2").arg(name, namesOf(links)));
+    return found->second;
 }
 
 std::unique_ptr<simulator::PtyServer> startSimulator(const host::PortSettings& settings)
@@ -137,14 +154,19 @@ struct Connection::Parts
     LoadedDriver driver;
     std::unique_ptr<simulator::PtyServer> simulator;
     std::unique_ptr<host::Link> link;
+    host::PlanSettings planSettings;
 };
 
 void ConnectionOptions::addTo(CLI::App& verb)
 {
+    addLinkNameTo(verb, link);
+    verb.option_defaults()->group("Connection");
+    verb.add_option("--profile", profile,
+                    "File that describes LINK (micrologix/links.json in the configuration folder)")
+        ->type_name("FILE");
     verb.add_option("--port", port,
                     "Serial device (/dev/ttyUSB0), TCP device server (tcp://host:port), or sim, "
-                    "the embedded simulated controller")
-        ->capture_default_str();
+                    "the embedded simulated controller (sim)");
     verb.add_option(
         "--line", line,
         "Baud rate, parity, data bits and stop bits (the driver's own: 19200,NONE,8,1)");
@@ -162,36 +184,97 @@ void ConnectionOptions::addTo(CLI::App& verb)
             ->needs(projectOption)
             ->excludes(stationOption);
     projectOption->needs(hmiPortOption);
-    verb.add_option("--self", self, "Station number of this computer")
-        ->check(CLI::Range(0, 254))
-        ->capture_default_str();
+    verb.add_option("--self", self, "Station number of this computer (0)")
+        ->check(CLI::Range(0, 254));
     verb.add_option("--timeout", timeout, "Milliseconds of silence that end a wait (500)")
         ->check(CLI::Range(1, 600000));
     verb.add_option("--retry", retry, "Further attempts after a failed one (3)")
         ->check(CLI::Range(0, 1000));
     verb.add_option("--delay", delay, "Milliseconds to pause before every attempt (0)")
         ->check(CLI::Range(0, 600000));
+    verb.add_option("--limit", limit,
+                    "Data bytes that one message may carry (206; a MicroLogix 1000 takes 82)")
+        ->check(CLI::Range(6, host::MOST_DATA_BYTES));
     verb.add_option("--plugin", plugin, "Driver plugin to load instead of the installed one")
         ->type_name("FILE");
+    verb.option_defaults()->group("Options");
 }
 
-Connection::Connection(const ConnectionOptions& options)
+void ConnectionOptions::takeProfile()
+{
+    if (link.empty())
+        return;
+    const host::LinkProfile named = linkNamed(link, profile);
+    link.clear();
+    if (!port)
+        port = named.port.toStdString();
+    if (!line && named.line)
+        line = named.line->toStdString();
+    if (!station && hmiPort.empty())
+        station = named.station;
+    for (const auto& [own, theirs] : {std::pair(&self, named.self),
+                                      {&timeout, named.timeoutMs},
+                                      {&retry, named.retry},
+                                      {&limit, named.limit},
+                                      {&delay, named.delayMs}}) {
+        if (!*own)
+            *own = theirs;
+    }
+}
+
+bool ConnectionOptions::isSimulator() const
+{
+    return !port || *port == SIMULATOR;
+}
+
+LoadedDriver::LoadedDriver(const std::string& plugin)
+    : m_loader(pluginPath(plugin))
+{
+    if (m_loader.driver() == nullptr)
+        throw Failure(ExitCode::Usage, m_loader.error());
+}
+
+std::unique_ptr<DriverInterface> LoadedDriver::create() const
+{
+    QString error;
+    auto driver = m_loader.create(&error);
+    if (!driver)
+        throw Failure(ExitCode::Usage, error);
+    host::scatterTransactionNumbers(*driver);
+    return driver;
+}
+
+LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
+{
+    options.takeProfile();
+    line = lineSettings(options, driver);
+    port = portSettings(options, driver);
+    dataBytes = options.dataBytes();
+    link = QString::fromStdString(options.port.value_or(SIMULATOR));
+    if (!options.isSimulator())
+        return;
+    simulator = startSimulator(port);
+    link = simulator->portName();
+}
+
+LinkPlace::~LinkPlace() = default;
+LinkPlace::LinkPlace(LinkPlace&&) noexcept = default;
+
+Connection::Connection(ConnectionOptions options)
     : m_parts(std::make_unique<Parts>(options.plugin))
 {
-    DriverInterface& driver = *m_parts->driver;
-    const host::LineSettings line = lineSettings(options, driver);
-    const host::PortSettings settings = portSettings(options, driver);
-
+    LinkPlace place(std::move(options), *m_parts->driver);
+    m_parts->simulator = std::move(place.simulator);
     QString error;
-    QString portText = QString::fromStdString(options.port);
-    if (options.port == SIMULATOR) {
-        m_parts->simulator = startSimulator(settings);
-        portText = m_parts->simulator->portName();
-    }
-    m_parts->link = host::Link::open(portText, line, settings, &error);
+    m_parts->link = host::Link::open(place.link, place.line, place.port, &error);
     if (!m_parts->link)
         throw Failure(ExitCode::Port, error);
-    host::scatterTransactionNumbers(driver);
+    host::scatterTransactionNumbers(*m_parts->driver);
+    host::PlanSettings& plan = m_parts->planSettings;
+    plan.line.secondsPerByte = place.line.secondsPerByte();
+    plan.line.destination = place.port.destination;
+    plan.line.source = place.port.source;
+    plan.dataBytes = place.dataBytes;
 }
 
 Connection::~Connection() = default;
@@ -201,6 +284,11 @@ QByteArray Connection::read(const CommunicatorCommand& command)
     QByteArray data = m_parts->driver->read(&m_parts->link->port(), command);
     requireSuccess(command.address);
     return data;
+}
+
+host::PlanSettings Connection::planSettings() const
+{
+    return m_parts->planSettings;
 }
 
 void Connection::write(const CommunicatorCommand& command, const QByteArray& data)
@@ -233,13 +321,32 @@ std::unique_ptr<host::Project> openProject(const std::string& directory)
     return project;
 }
 
-std::vector<QByteArray> rehearse(const ConnectionOptions& options,
-                                 const CommunicatorCommand& command, const QByteArray& data)
+host::LinkProfiles openProfiles(const std::string& file)
 {
+    const QString name = file.empty() ? host::defaultProfileFile() : QString::fromStdString(file);
+    if (!QFileInfo::exists(name))
+        throw Failure(
+            ExitCode::Usage,
+            QStringLiteral(
+                "no links are known: there is no file %1; make it, or give --profile FILE")
+                .arg(name));
+    QString error;
+    auto links = host::loadProfiles(name, &error);
+    if (!links)
+        throw Failure(ExitCode::Usage, error);
+    return *links;
+}
+
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes)
+{
+    options.takeProfile();
     const LoadedDriver driver(options.plugin);
     Rehearsal port(portSettings(options, *driver));
-    driver->write(&port, command, data);
-    if (driver->hasError())
-        throw refusalOf(*driver, command.address);
+    for (const host::WritePiece& write : writes) {
+        driver->write(&port, write.command, write.data);
+        if (driver->hasError())
+            throw refusalOf(*driver, write.command.address);
+    }
     return port.frames();
 }

@@ -11,19 +11,29 @@
 
 #include "drivers/driverinterface.h"
 #include "host/deviceport.h"
-
 #include "host/driverloader.h"
+#include "host/linesettings.h"
+#include "host/profile.h"
 #include "host/project.h"
+#include "host/requestplan.h"
+#include "host/requestsplit.h"
 
 namespace CLI {
 class App;
 }
 
-/// What the command line says; what it leaves out comes from the driver.
+namespace simulator {
+class PtyServer;
+}
+
+/// What the command line says; what it leaves out comes from the link that it names in
+/// a profile file, and then from the driver.
 struct ConnectionOptions
 {
     std::string plugin;
-    std::string port = "sim";
+    std::string link;                ///< its name in the profile file; empty: none
+    std::string profile;             ///< empty: the default file
+    std::optional<std::string> port; ///< without it the embedded simulator
     std::optional<std::string> line;
     std::optional<int> station;
     std::string project; ///< directory of a panel project; empty: none
@@ -31,9 +41,49 @@ struct ConnectionOptions
     std::optional<int> timeout;
     std::optional<int> retry;
     std::optional<int> delay;
-    int self = 0;
+    std::optional<int> self;
+    std::optional<int> limit; ///< data bytes that one message may carry
 
+    /// Adds the options and a first positional, the link's name: to be called before
+    /// the verb's own positionals are added.
     void addTo(CLI::App& verb);
+    /// Takes over what the named link says and the command line does not. Throws
+    /// Failure when there is no such link.
+    void takeProfile();
+    bool isSimulator() const;
+    int dataBytes() const { return limit.value_or(host::USUAL_DATA_BYTES); }
+};
+
+/// A driver that is there; making one throws Failure.
+class LoadedDriver
+{
+public:
+    explicit LoadedDriver(const std::string& plugin);
+
+    DriverInterface& operator*() const { return *m_loader.driver(); }
+    DriverInterface* operator->() const { return m_loader.driver(); }
+    /// A further driver, which shares nothing with this one and goes before it; its
+    /// transaction numbers begin at a random place.
+    std::unique_ptr<DriverInterface> create() const;
+
+private:
+    host::DriverLoader m_loader;
+};
+
+/// What the options say of a link, all of it; the embedded simulator runs where they
+/// mean that.
+struct LinkPlace
+{
+    /// Throws Failure when the options are unusable.
+    LinkPlace(ConnectionOptions options, DriverInterface& driver);
+    ~LinkPlace();
+    LinkPlace(LinkPlace&&) noexcept;
+
+    QString link; ///< as host::Link::open takes it
+    host::LineSettings line;
+    host::PortSettings port;
+    int dataBytes = host::USUAL_DATA_BYTES; ///< that one message may carry
+    std::unique_ptr<simulator::PtyServer> simulator;
 };
 
 /// A loaded driver and an open port, with the embedded simulator behind it where
@@ -42,13 +92,15 @@ class Connection
 {
 public:
     /// Throws Failure when the options, the plugin or the port are unusable.
-    explicit Connection(const ConnectionOptions& options);
+    explicit Connection(ConnectionOptions options);
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     /// Runs one read. Throws Failure with the driver's text when it fails.
     QByteArray read(const CommunicatorCommand& command);
+    /// The speed and the limits of the line.
+    host::PlanSettings planSettings() const;
     /// Runs one write. Throws Failure with the driver's text when it fails.
     void write(const CommunicatorCommand& command, const QByteArray& data);
 
@@ -65,7 +117,11 @@ QString pluginPath(const std::string& option);
 /// The project in @p directory. Throws Failure when there is no usable one.
 std::unique_ptr<host::Project> openProject(const std::string& directory);
 
-/// The frames that a write would send if every one of them were confirmed. Opens
+/// The links in @p file, or in the default one when it is empty. Throws Failure when
+/// the file can't be used.
+host::LinkProfiles openProfiles(const std::string& file);
+
+/// The frames that the writes would send if every one of them were confirmed. Opens
 /// no port. Throws Failure when the options are unusable or the driver refuses.
-std::vector<QByteArray> rehearse(const ConnectionOptions& options,
-                                 const CommunicatorCommand& command, const QByteArray& data);
+std::vector<QByteArray> rehearse(ConnectionOptions options,
+                                 const std::vector<host::WritePiece>& writes);

@@ -15,6 +15,12 @@ void EndSignals::wait()
     ::sigwait(&m_signals, &signal);
 }
 
+bool EndSignals::waitFor(int milliseconds)
+{
+    const timespec time = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    return ::sigtimedwait(&m_signals, nullptr, &time) > 0;
+}
+
 void EndSignals::end()
 {
     ::pthread_kill(m_owner, SIGTERM);

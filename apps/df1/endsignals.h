@@ -15,6 +15,8 @@ public:
     /// Returns when one of the signals has come, or somebody has called end(). In the
     /// thread that made this.
     void wait();
+    /// Waits @p milliseconds at most; whether a signal, or end(), has come.
+    bool waitFor(int milliseconds);
     /// As if a signal had come. For any thread.
     void end();
 

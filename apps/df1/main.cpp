@@ -5,8 +5,11 @@
 #include "info.h"
 #include "links.h"
 #include "output.h"
+#include "plan.h"
+#include "poll.h"
 #include "read.h"
 #include "simulate.h"
+#include "watch.h"
 #include "write.h"
 
 namespace {
@@ -31,9 +34,12 @@ int runWith(int argc, char** argv)
     std::function<ExitCode()> run;
     addInfoVerb(app, run);
     addLinksVerb(app, run);
+    addPlanVerb(app, run);
     addReadVerb(app, run);
     addWriteVerb(app, run);
+    addPollVerb(app, run);
     addSimulateVerb(app, run);
+    addWatchVerb(app, run);
 
     ExitCode code = ExitCode::Success;
     try {

@@ -6,7 +6,6 @@
 #include <QStringList>
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -113,18 +112,46 @@ QByteArray csvOf(QString cell)
     return '"' + cell.replace(QLatin1Char('"'), QStringLiteral("\"\"")).toUtf8() + '"';
 }
 
-QByteArray csvOf(const Table& table)
+QByteArray csvOf(const std::vector<Column>& columns)
 {
     QByteArray text;
-    for (size_t i = 0; i < table.columns.size(); ++i)
-        text += (i == 0 ? "" : ",") + csvOf(table.columns[i].name);
-    text += "\r\n";
-    for (const std::vector<Cell>& row : table.rows) {
-        for (size_t i = 0; i < row.size(); ++i)
-            text += (i == 0 ? "" : ",") + csvOf(row[i].json.isNull() ? QString() : row[i].shown);
-        text += "\r\n";
-    }
+    for (size_t i = 0; i < columns.size(); ++i)
+        text += (i == 0 ? "" : ",") + csvOf(columns[i].name);
+    return text + "\r\n";
+}
+
+QByteArray csvOf(const std::vector<Cell>& row)
+{
+    QByteArray text;
+    for (size_t i = 0; i < row.size(); ++i)
+        text += (i == 0 ? "" : ",") + csvOf(row[i].json.isNull() ? QString() : row[i].shown);
+    return text + "\r\n";
+}
+
+QByteArray csvOf(const Table& table)
+{
+    QByteArray text = csvOf(table.columns);
+    for (const std::vector<Cell>& row : table.rows)
+        text += csvOf(row);
     return text;
+}
+
+// ---- rows ----
+
+QByteArray plainOf(const std::vector<Cell>& row)
+{
+    QStringList cells;
+    for (const Cell& cell : row)
+        cells << cell.shown;
+    return cells.join(QStringLiteral("  ")).trimmed().toUtf8() + '\n';
+}
+
+QByteArray titleLineOf(const Table& table, Format format)
+{
+    if (format == Format::Json)
+        return {};
+    return format == Format::Csv ? csvOf(table.columns)
+                                 : titlesOf(table).join(QStringLiteral("  ")).toUtf8() + '\n';
 }
 
 [[noreturn]] void failToWrite(int error)
@@ -139,10 +166,10 @@ QByteArray csvOf(const Table& table)
 
 }
 
-Cell Cell::number(const QString& digits)
+Cell Cell::value(const host::FormedValue& value, double scale)
 {
-    const double value = digits.toDouble();
-    return {digits, std::isfinite(value) ? QJsonValue(value) : QJsonValue()};
+    const bool isNumber = value.form == host::ValueForm::Bit || host::isNumber(value.form);
+    return isNumber ? number(value.text(scale)) : text(value.text(scale));
 }
 
 void OutputOptions::addFormatTo(CLI::App& verb)
@@ -177,6 +204,18 @@ void printTables(const std::vector<Table>& tables, Format format)
             text += (text.isEmpty() ? "" : "\n") + textOf(table);
     }
     print(text);
+}
+
+void printRows(const Table& table, Format format, bool withTitles)
+{
+    QByteArray lines = withTitles ? titleLineOf(table, format) : QByteArray();
+    for (const std::vector<Cell>& row : table.rows) {
+        if (format == Format::Json)
+            lines += jsonOf(table.columns, row) + '\n';
+        else
+            lines += format == Format::Csv ? csvOf(row) : plainOf(row);
+    }
+    print(lines);
 }
 
 void print(const QByteArray& text)

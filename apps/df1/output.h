@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/valueforms.h"
+
 namespace CLI {
 class App;
 }
@@ -25,7 +27,9 @@ struct Cell
     static Cell text(const QString& text) { return {text, text}; }
     static Cell number(int value) { return {QString::number(value), value}; }
     /// A number that is written already; JSON has none that is not finite and gets null.
-    static Cell number(const QString& digits);
+    static Cell number(const QString& digits) { return {digits, digits.toDouble()}; }
+    /// A number unless its form is one of digits or names; times @p scale.
+    static Cell value(const host::FormedValue& value, double scale = 1);
     /// Null in JSON, nothing in CSV, @p text for people.
     static Cell missing(const QString& text = QString()) { return {text, QJsonValue()}; }
 
@@ -68,6 +72,11 @@ struct OutputOptions
 /// line between them, and nothing at all for a table without rows; JSON as one array
 /// of objects; CSV with a line of names above each.
 void printTables(const std::vector<Table>& tables, Format format);
+
+/// Prints rows that come bit by bit, each on a line of its own: text with two blanks
+/// between the cells, JSON as an object a line, CSV; @p withTitles: after a line that
+/// names the columns, which JSON has none of. Throws as print() does.
+void printRows(const Table& table, Format format, bool withTitles);
 
 /// Writes @p text to standard output and sees it through. Throws Failure when it can't
 /// be written; the text of the failure is empty when the reader has gone.

@@ -22,18 +22,26 @@ host::TagAddress targetOf(const std::string& text)
     return required(address, error);
 }
 
-CommunicatorCommand readRequest(const host::TagAddress& target, int count)
+std::vector<host::ReadPiece> splitRead(const host::TagAddress& target, int count, int dataBytes)
 {
     QString error;
-    const auto command = target.readRequest(count, &error);
-    return required(command, error);
+    const auto pieces = host::splitRead(target, count, dataBytes, &error);
+    return required(pieces, error);
 }
 
-CommunicatorCommand writeRequest(const host::TagAddress& target, int count)
+std::vector<host::WritePiece> splitWrite(const host::TagAddress& target, const QByteArray& data,
+                                         int dataBytes)
 {
     QString error;
-    const auto command = target.writeRequest(count, &error);
-    return required(command, error);
+    const auto pieces = host::splitWrite(target, data, dataBytes, &error);
+    return required(pieces, error);
+}
+
+std::vector<host::Tag> tagsIn(const std::string& fileName)
+{
+    QString error;
+    const auto tags = host::loadTagList(QString::fromStdString(fileName), &error);
+    return required(tags, error);
 }
 
 QByteArray dataOf(const host::TagAddress& target, const std::vector<std::string>& texts)

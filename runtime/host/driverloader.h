@@ -26,9 +26,9 @@ QString defaultDriverPath(const QString& programFolder = QCoreApplication::appli
 
 /// A loaded driver plugin and its driver object.
 ///
-/// The object lives as long as the loader, which deletes it and unloads the
-/// file. Loaders of the same file in one program share one object; it goes with
-/// the last of them.
+/// The object lives as long as the loader, which deletes it. Loaders of the same
+/// file in one program share one object; it goes with the last of them. The file
+/// stays mapped, as Qt does it with every plugin.
 class DriverLoader
 {
 public:

@@ -290,6 +290,14 @@ Link::Link(const QString& text, std::unique_ptr<QIODevice> device, const PortSet
     , m_port(m_device.get(), settings)
 {}
 
+bool Link::hasLineSettings() const
+{
+    const auto* const serial = qobject_cast<const QSerialPort*>(m_device.get());
+    struct stat status = {};
+    return serial != nullptr && ::fstat(serial->handle(), &status) == 0
+           && !isPseudoTerminal(status);
+}
+
 std::unique_ptr<Link> Link::open(const QString& text, const LineSettings& line,
                                  const PortSettings& settings, QString* error, int connectMs)
 {

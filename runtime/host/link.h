@@ -37,6 +37,9 @@ public:
 
     /// The text that the link was opened by.
     const QString& text() const { return m_text; }
+    /// Whether the line settings matter: not on a pseudo-terminal, nor over TCP, where
+    /// the device server has them.
+    bool hasLineSettings() const;
     /// The open device; owned by the link.
     QIODevice& device() { return *m_device; }
     /// The port over it; owned by the link.

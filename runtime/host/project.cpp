@@ -42,6 +42,10 @@ QString reasonOf(const QSqlError& error)
     QString text = error.databaseText().isEmpty() ? error.text() : error.databaseText();
     if (text.contains(QLatin1String("locked")))
         return QStringLiteral("it is locked by another program; try again when that is done");
+    // What SQLite has to say when a journal is left that only a writer may play back.
+    if (text.contains(QLatin1String("readonly")))
+        return QStringLiteral("a change of it is unfinished, the program that made it has died; "
+                              "let that program open the project once");
     if (text.contains(QLatin1String("no such")))
         return QStringLiteral("it is not a project's (%1)").arg(text);
     return text;

@@ -29,8 +29,8 @@ public:
     /// Opens the database of the project in @p directory: compile/database/database,
     /// database/database or database below it, in this order. On failure null, and
     /// @p error (not null) gets one line that says what is wrong: no such directory
-    /// or file, no database, a table or column that is missing, or locked by
-    /// another program.
+    /// or file, no database, a table or column that is missing, locked by another
+    /// program, or left by one in the middle of a change.
     static std::unique_ptr<Project> open(const QString& directory, QString* error);
     ~Project();
     Project(const Project&) = delete;

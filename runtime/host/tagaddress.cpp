@@ -47,6 +47,11 @@ const Names NAMES[] = {
     {'R', "EN EU DN EM ER UL IN FD", "LEN POS", DF1GetR6MnemonicBitNum},
 };
 
+QStringList listOf(const char* names)
+{
+    return QString::fromLatin1(names).split(QLatin1Char(' '));
+}
+
 const Names* namesOf(const QString& file)
 {
     for (const Names& names : NAMES) {
@@ -58,7 +63,7 @@ const Names* namesOf(const QString& file)
 
 bool isKnown(const QString& name, const char* known, const QString& address, QString* error)
 {
-    const QStringList names = QString::fromLatin1(known).split(QLatin1Char(' '));
+    const QStringList names = listOf(known);
     if (name.isEmpty() || names.contains(name, Qt::CaseInsensitive))
         return true;
     *error = QStringLiteral("%1: there is no %2 in it; give one of %3")
@@ -84,6 +89,22 @@ int requestType(ValueKind kind)
 bool isThreeWordFile(char letter)
 {
     return letter == 'T' || letter == 'C' || letter == 'R';
+}
+
+std::vector<StatusBit> statusBitsOf(char letter)
+{
+    std::vector<StatusBit> bits;
+    if (const Names* const names = namesOf(QString(QLatin1Char(letter)))) {
+        for (const QString& name : listOf(names->bits))
+            bits.push_back({name, names->bitNumber(name.toLatin1())});
+    }
+    return bits;
+}
+
+QStringList wordNamesOf(char letter)
+{
+    const Names* const names = namesOf(QString(QLatin1Char(letter)));
+    return names ? listOf(names->words) : QStringList();
 }
 
 std::optional<TagAddress> TagAddress::parse(const QString& text, QString* error)

@@ -5,7 +5,9 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 #include <optional>
+#include <vector>
 
 #include "drivers/communicatorcommand.h"
 
@@ -40,6 +42,17 @@ struct DataPlace
 /// Whether @p letter is that of timers, counters or controls, whose elements are
 /// three words long.
 bool isThreeWordFile(char letter);
+
+struct StatusBit
+{
+    QString name;
+    int number; ///< in the control word
+};
+
+/// Of timers, counters or controls, whose letter is in upper case; highest bit first.
+std::vector<StatusBit> statusBitsOf(char letter);
+/// PRE and ACC, or LEN and POS.
+QStringList wordNamesOf(char letter);
 
 class TagAddress
 {

@@ -4,6 +4,7 @@
 
 #include <QJsonArray>
 #include <QRegularExpression>
+#include <QtEndian>
 #include <algorithm>
 
 namespace simulator {
@@ -165,6 +166,16 @@ void raise(const Passage& p, int at)
     reword(p, [at](QByteArray& message) { message[at] = static_cast<char>(message.at(at) + 1); });
 }
 
+// Not the next one: together with a reply that comes late this would make a sound answer
+// to the request behind it, with the data of another, which nobody could tell.
+void lowerTns(const Passage& p)
+{
+    reword(p, [](QByteArray& message) {
+        auto* const tns = reinterpret_cast<uchar*>(message.data()) + 4;
+        qToLittleEndian<quint16>(static_cast<quint16>(qFromLittleEndian<quint16>(tns) - 1), tns);
+    });
+}
+
 void refuse(const Passage& p, quint8 status, const QByteArray& extended)
 {
     reword(p, [&](QByteArray& message) {
@@ -178,7 +189,6 @@ const std::vector<FaultKind>& kinds()
 {
     constexpr int headerSource = 1;
     constexpr int headerCommand = 2;
-    constexpr int headerTns = 4;
     static const std::vector<FaultKind> table = {
         {"lose-ack", true, false, "", 0, 0, 0, "the ACK is lost", drop},
         {"damage-ack", true, false, "", 0, 0, 0, "one bit of the ACK's second byte is flipped",
@@ -196,8 +206,8 @@ const std::vector<FaultKind>& kinds()
          [](const Passage& p) { raise(p, headerSource); }},
         {"wrong-command", false, true, "", 0, 0, 0, "the reply is to the next command code",
          [](const Passage& p) { raise(p, headerCommand); }},
-        {"wrong-tns", false, true, "", 0, 0, 0, "the reply has the next transaction number",
-         [](const Passage& p) { raise(p, headerTns); }},
+        {"wrong-tns", false, true, "", 0, 0, 0, "the reply has the transaction number before",
+         lowerTns},
         {"flip", false, true, "BYTE", anywhere, 0, 600,
          "one bit of the reply is flipped, in byte BYTE or anywhere", flip},
         {"drop", false, true, "BYTE", anywhere, 0, 600,

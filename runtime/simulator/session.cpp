@@ -6,6 +6,7 @@
 #include <chrono>
 #include <climits>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -25,6 +26,12 @@ qint64 monotonicUs()
 qint64 monotonicMs()
 {
     return monotonicUs() / 1000;
+}
+
+bool isEmpty(int stream)
+{
+    int waiting = 0;
+    return ::ioctl(stream, FIONREAD, &waiting) != 0 || waiting == 0;
 }
 
 bool mayTryAgain(int code)
@@ -92,7 +99,9 @@ bool Session::step()
     std::array<pollfd, 3> polled = {{{m_line.stream(), wanted, 0},
                                      {m_wake, POLLIN, 0},
                                      {isConnected ? -1 : m_line.listener(), POLLIN, 0}}};
-    if (::poll(polled.data(), polled.size(), patience()) < 0 && errno != EINTR) {
+    const std::optional<timespec> patience = this->patience();
+    if (::ppoll(polled.data(), polled.size(), patience ? &*patience : nullptr, nullptr) < 0
+        && errno != EINTR) {
         m_error = systemFailure("waiting for the line");
         return false;
     }
@@ -121,7 +130,9 @@ bool Session::step()
     return m_error.isEmpty();
 }
 
-int Session::patience() const
+/// How long there is nothing to do but for what comes in; nothing: for ever. A line's
+/// pace asks for less than milliseconds.
+std::optional<timespec> Session::patience() const
 {
     std::optional<qint64> until;
     const auto atMost = [&until](std::optional<qint64> time) {
@@ -135,8 +146,10 @@ int Session::patience() const
     atMost(m_inputAt);
     atMost(m_outputAt);
     if (!until)
-        return -1;
-    return static_cast<int>(std::clamp<qint64>((*until - monotonicUs() + 999) / 1000, 0, INT_MAX));
+        return std::nullopt;
+    const qint64 microseconds = std::max<qint64>(*until - monotonicUs(), 0);
+    return timespec{static_cast<time_t>(microseconds / microsecondsPerSecond),
+                    static_cast<long>(microseconds % microsecondsPerSecond * 1000)};
 }
 
 void Session::receive()
@@ -158,7 +171,7 @@ void Session::receive()
         return;
     }
     m_input.pass(count);
-    if (count < static_cast<ssize_t>(wanted))
+    if (isEmpty(m_line.stream()))
         m_input.rest();
     if (m_station.isBetweenSymbols())
         m_firstByteAt = monotonicUs();

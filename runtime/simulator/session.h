@@ -6,8 +6,10 @@
 #include "simulator/line.h"
 #include "simulator/station.h"
 
+#include <ctime>
 #include <deque>
 #include <functional>
+#include <optional>
 
 namespace simulator {
 
@@ -62,7 +64,7 @@ public:
 
 private:
     bool step();
-    int patience() const;
+    std::optional<timespec> patience() const;
     void receive();
     void send();
     void process(const QByteArray& output);

@@ -1,4 +1,3 @@
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtEndian>
@@ -8,6 +7,7 @@
 #include "drivers/driverinterface.h"
 #include "host/driverloader.h"
 #include "support/bytes.h"
+#include "support/program.h"
 
 namespace {
 
@@ -146,16 +146,13 @@ void TestDissector::readsWhatWasMeant()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(capture.bytes());
     file.close();
-    QStringList arguments = {"-r", file.fileName(), "-T", "fields", "-E", "separator=,"};
+    QStringList command = {tshark, "-r", file.fileName(), "-T", "fields", "-E", "separator=,"};
     for (const char* field : {"cmd.code", "fnc.code_0f", "byte.size", "file.num", "file.type",
                               "element.num", "subelement.num", "data"})
-        arguments << "-e" << QString("cip.pccc.%1").arg(field);
-    QProcess process;
-    process.start(tshark, arguments);
-    QVERIFY2(process.waitForFinished(60000) && process.exitCode() == 0,
-             process.readAllStandardError().constData());
-    const QStringList read =
-        QString::fromLatin1(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        command << "-e" << QString("cip.pccc.%1").arg(field);
+    const support::Outcome dissected = support::run(command);
+    QVERIFY2(dissected.exitCode == 0, qPrintable(dissected.errors));
+    const QStringList read = dissected.output.split('\n', Qt::SkipEmptyParts);
     QCOMPARE(read.size(), meant.size());
     for (int i = 0; i < read.size(); ++i)
         QCOMPARE(MEANINGS[i].address + (' ' + read.at(i)),

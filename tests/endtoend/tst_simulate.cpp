@@ -1,64 +1,39 @@
 #include <QFileInfo>
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
-#include <memory>
+
+#include "support/program.h"
 
 namespace {
 
-struct Outcome
-{
-    int exitCode;
-    QString output;
-    QString errors;
-};
-
-Outcome outcomeOf(QProcess& process)
-{
-    process.waitForFinished(20000);
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-
-Outcome runDf1(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(DF1_FILE, arguments);
-    return outcomeOf(process);
-}
+using support::Outcome;
+using support::Program;
+using support::runDf1;
 
 /// df1 simulate, until it is stopped or the test is through.
 class Simulator
 {
 public:
     explicit Simulator(const QStringList& arguments)
-    {
-        m_process.start(DF1_FILE, QStringList("simulate") + arguments);
-        m_process.waitForReadyRead(10000);
-        m_ports = QString::fromUtf8(m_process.readLine()).trimmed();
-    }
-    ~Simulator() { stop(SIGTERM); }
+        : m_process(support::df1(QStringList("simulate") + arguments))
+        , m_port(m_process.readLine())
+    {}
 
-    QString port() const { return m_ports; }
-    QString nextPort()
-    {
-        m_process.waitForReadyRead(500);
-        return QString::fromUtf8(m_process.readLine()).trimmed();
-    }
+    QString port() const { return m_port; }
+    QString nextPort() { return m_process.readLine(); }
+    QString nextLogLine() { return m_process.readErrorLine(); }
     Outcome stop(int signal)
     {
-        if (m_process.state() == QProcess::Running)
-            ::kill(static_cast<pid_t>(m_process.processId()), signal);
-        return outcomeOf(m_process);
+        m_process.signal(signal);
+        return end();
     }
-    Outcome end() { return outcomeOf(m_process); }
+    Outcome end() { return m_process.end(); }
 
 private:
-    QProcess m_process;
-    QString m_ports;
+    Program m_process;
+    const QString m_port;
 };
 
 Outcome readAt(const QString& port)
@@ -191,19 +166,17 @@ void TestSimulate::overSocat()
     const QTemporaryDir folder;
     const QString host = folder.filePath("host");
     const QString plc = folder.filePath("plc");
-    QProcess socat;
-    socat.start("socat", {"pty,raw,echo=0,link=" + host, "pty,raw,echo=0,link=" + plc});
+    Program socat({"socat", "pty,raw,echo=0,link=" + host, "pty,raw,echo=0,link=" + plc});
     QTRY_VERIFY(QFileInfo(host).isSymLink() && QFileInfo(plc).isSymLink());
-    Simulator simulator({"--serial", plc, "--faults", "silence@2"});
+    Simulator simulator({"--serial", plc, "--faults", "silence@2", "--log"});
     QCOMPARE(simulator.port(), plc);
     const Outcome read = readAt(host);
     QVERIFY2(read.output.contains(VALUE), qPrintable(read.errors));
-    QProcess waiting;
-    waiting.start(DF1_FILE, {"read", "N7:2", "--port", host, "--timeout", "15000"});
-    QTest::qWait(300);
-    ::kill(static_cast<pid_t>(socat.processId()), SIGKILL);
-    socat.waitForFinished();
-    const Outcome lost = outcomeOf(waiting);
+    Program waiting(support::df1({"read", "N7:2", "--port", host, "--timeout", "15000"}));
+    simulator.nextLogLine(); // the first request's
+    QVERIFY(simulator.nextLogLine().contains("silence"));
+    socat.signal(SIGKILL);
+    const Outcome lost = waiting.end();
     QCOMPARE(lost.exitCode, 3);
     QVERIFY2(lost.errors.startsWith("df1: " + host) && lost.errors.count('\n') == 1,
              qPrintable(lost.errors));

@@ -3,6 +3,8 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <atomic>
+#include <thread>
 
 #include "host/project.h"
 #include "support/named.h"
@@ -33,6 +35,8 @@ private slots:
     void reads();
     void refuses();
     void refusesALockedDatabase();
+    void readsWhileItIsWritten();
+    void refusesAnUnfinishedChange();
 
 private:
     void make(const QString& place, int statements);
@@ -133,6 +137,74 @@ void TestProject::refusesALockedDatabase()
     QString error;
     QVERIFY(!Project::open(m_directory->path(), &error));
     QVERIFY2(error.contains("locked by another program"), qPrintable(error));
+}
+
+// Catches: links of two states of a database that is being written to, and a fault of it
+// without a clear word.
+void TestProject::readsWhileItIsWritten()
+{
+    make("database", 4);
+    const auto change = [](QSqlDatabase database, int state) {
+        QSqlQuery query(database);
+        for (const char* const statement :
+             {"BEGIN IMMEDIATE", "UPDATE LINK SET HMIPORT = %1", "DELETE FROM NODE",
+              "INSERT INTO NODE SELECT LINKID, %1, '', 0, 1 FROM LINK", "COMMIT"})
+            query.exec(QString(statement).replace("%1", QString::number(state)));
+    };
+    change(QSqlDatabase::database("maker"), 0);
+    std::atomic<int> state(0);
+    std::atomic<bool> isOver(false);
+    std::thread writer([&] {
+        {
+            QSqlDatabase database = QSqlDatabase::addDatabase("QSQLITE", "writer");
+            database.setDatabaseName(path("database"));
+            database.open();
+            while (!isOver) {
+                change(database, ++state);
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+        }
+        QSqlDatabase::removeDatabase("writer");
+    });
+    QSet<int> states;
+    QStringList wrong;
+    for (int i = 0; i < 100; ++i) {
+        QString error;
+        const auto project = Project::open(m_directory->path(), &error);
+        if (!project && !error.contains("locked by another program"))
+            wrong << error;
+        if (!project)
+            continue;
+        const int hmiPort = project->links().front().hmiPort;
+        states << hmiPort;
+        for (const host::ProjectLink& link : project->links()) {
+            if (link.hmiPort != hmiPort || link.station != hmiPort)
+                wrong << QString("%1 beside %2").arg(link.hmiPort).arg(hmiPort);
+        }
+    }
+    isOver = true;
+    writer.join();
+    QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
+    QVERIFY2(states.size() > 1, qPrintable(QString::number(state)));
+}
+
+// Catches: half of a change taken for a project, after the program that made it has died.
+void TestProject::refusesAnUnfinishedChange()
+{
+    make("database", 4);
+    QSqlDatabase writer = QSqlDatabase::database("maker");
+    for (const char* const statement :
+         {"PRAGMA cache_size = 1", "BEGIN EXCLUSIVE", "UPDATE LINK SET HMIPORT = 7",
+          "CREATE TABLE LARGE (TEXT)",
+          "WITH RECURSIVE N(I) AS (SELECT 1 UNION ALL SELECT I + 1 FROM N WHERE I < 1000) "
+          "INSERT INTO LARGE SELECT hex(randomblob(500)) FROM N"})
+        QCOMPARE(QSqlQuery(writer).exec(statement), true);
+    QVERIFY(QDir(path("")).mkpath("left"));
+    for (const char* const name : {"database", "database-journal"})
+        QVERIFY(QFile::copy(path(name), path(QString("left/") + name)));
+    QString error;
+    const auto project = Project::open(path("left"), &error);
+    QVERIFY2(!project && error.contains("a change of it is unfinished"), qPrintable(error));
 }
 
 QTEST_GUILESS_MAIN(TestProject)

@@ -6,6 +6,7 @@
 
 #include "drivers/driverinterface.h"
 #include "drivers/drv_dev_setting.h"
+#include "support/resources.h"
 
 /// The library as a host sees it: a file, three symbols and the contract's headers.
 class TestPlugin : public QObject
@@ -54,6 +55,26 @@ private slots:
                          "version=" VERIFICATION_VERSION "\n"
                          "debug=false\n"
                          "buildkey=" VERIFICATION_BUILD_KEY);
+    }
+
+    // Catches: a file that can't leave the program again, and memory or descriptors that stay
+    // behind. Ahead of Qt's loader, which keeps every plugin in the program.
+    void comesAndGoesAThousandTimes()
+    {
+        support::Resources settled = {0, 0};
+        for (int round = 0; round < 1000; ++round) {
+            QCOMPARE(dlclose(m_library), 0);
+            QVERIFY(dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_NOLOAD) == nullptr);
+            m_library = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
+            QVERIFY2(m_library != nullptr, dlerror());
+            auto* const create = symbol<DriverInterface*()>("CreateDriver");
+            const std::unique_ptr<DriverInterface> driver(create());
+            const std::unique_ptr<DriverSetting> setting(driver->getDefaultDriverSetting());
+            QCOMPARE(setting->timeout, 500);
+            if (round == 250)
+                settled = support::Resources::now();
+        }
+        QVERIFY(!support::Resources::now().hasGrownSince(settled));
     }
 
     // Catches: plugin metadata lost together with the symbol that is hidden.

@@ -73,7 +73,7 @@ void TestFaults::eachByName_data()
     QTest::newRow("previous@2") << ack + at(50, FIRST);
     QTest::newRow("wrong-station@2") << reply("00024F0002002B00");
     QTest::newRow("wrong-command@2") << reply("0001500002002B00");
-    QTest::newRow("wrong-tns@2") << reply("00014F0003002B00");
+    QTest::newRow("wrong-tns@2") << reply("00014F0001002B00");
     QTest::newRow("drop@2:3") << ack + at(50, QByteArray(SECOND).remove(3, 1));
     QTest::newRow("double@2:3") << ack + at(50, QByteArray(SECOND).insert(3, '\x01'));
     QTest::newRow("drop@2:600") << ack + at(50, SECOND.left(13));
@@ -84,7 +84,7 @@ void TestFaults::eachByName_data()
     QTest::newRow("program@2") << sound;
     QTest::newRow("swap@2") << sound;
     QTest::newRow("hang-up@2") << QByteArray();
-    QTest::newRow("late@2:9,wrong-tns@2") << ack + at(59, frameOf(hex("00014F0003002B00")));
+    QTest::newRow("late@2:9,wrong-tns@2") << ack + at(59, frameOf(hex("00014F0001002B00")));
     QTest::newRow("nak@2,twice@2") << at(50, hex("1015"));
     QTest::newRow("previous") << ack + at(50, FIRST);
 }
