@@ -31,6 +31,11 @@ const char* const TABLES[] = {
     "INSERT INTO NODE VALUES (3, 17, '', 502, 1), (5, 18, '10.0.0.5', 502, 1)",
 };
 
+/// Can be prepared, but not carried out.
+const char* const OVERFLOW_AT_THE_FIRST_ROW =
+    "CREATE VIEW NODE AS SELECT 1 AS LINKID, abs(-9223372036854775808) AS STATIONID, '' AS IP,"
+    " 502 AS PORT, 1 AS ISDEFAULT";
+
 enum Form
 {
     FirstOfPort,
@@ -98,10 +103,14 @@ private slots:
         QVERIFY(m_file.open());
         addDatabase("project", m_file.fileName());
         addDatabase("no tables", ":memory:");
+        addDatabase("overflow", ":memory:");
         addDatabase("no file", m_file.fileName() + "/below/a/file");
         QSqlDatabase database = QSqlDatabase::database("project");
         for (const char* statement : TABLES)
             QVERIFY2(QSqlQuery(database).exec(statement), statement);
+        QVERIFY(QSqlDatabase::database("overflow").isOpen());
+        for (const char* statement : {TABLES[0], OVERFLOW_AT_THE_FIRST_ROW})
+            QVERIFY2(QSqlQuery(QSqlDatabase::database("overflow")).exec(statement), statement);
         database.close(); // the first look-up opens it again
     }
 
@@ -199,13 +208,13 @@ private slots:
     {
         const LinkIdStationId before = {3, 4};
         const Form forms[] = {FirstOfPort, AllOfAddress, AllOfLink};
-        const char* const connections[] = {"no tables", "no file", "unknown", ""};
+        const char* const connections[] = {"no tables", "no file", "overflow", "unknown", ""};
         const KeptMessages messages;
         for (const char* connection : connections)
             for (Form form : forms)
                 ROW_COMPARE(
                     connection,
-                    lookUp(form, connection, 1000, "", 0, QList<LinkIdStationId>() << before),
+                    lookUp(form, connection, 1, "", 502, QList<LinkIdStationId>() << before),
                     "none3:4");
         QCOMPARE(messages.list(), QStringList());
     }

@@ -127,6 +127,8 @@ private slots:
         char* const bytes = package.data();
         TxPackage copy(package);
         assigned = package;
+        TxPackage& itself = assigned;
+        assigned = itself;
         const QByteArray data = package.byteArrayData();
         bytes[0] = 'y';
         QCOMPARE(copy.byteArrayData(), QByteArray("ABCD"));

@@ -31,6 +31,10 @@ private slots:
         QCOMPARE(driver.getBitBlockAccessSize(), 1024);
         QCOMPARE(driver.supportedCommunicationFlags(), 16);
         QVERIFY(driver.initialize(0) && driver.validation("anything") == 0);
+        driver.setDebugMode(true);
+        driver.setSessionCommand(QList<CommunicatorCommand>() << CommunicatorCommand());
+        driver.clearSessionCommand();
+        QVERIFY(!driver.hasError() && driver.getTNS() == 0);
 
         const QScopedPointer<DeviceSetting> device(driver.getDefaultSerialDeviceSetting());
         QCOMPARE(device->string, QString("COM2"));
@@ -107,6 +111,7 @@ private slots:
             ROW_COMPARE(name, c.type == 0 && c.count == 0 && c.address.isNull(), true);
             c.type = row[0];
             c.count = row[1];
+            c = CommunicatorCommand(c);
             ROW_COMPARE(name, c.getDataSize(), row[2]);
             const bool is[] = {isBitCommand(c), isByteCommand(c), isWordCommand(c),
                                isDoubleWordCommand(c), isBlockCommand(c)};

@@ -71,6 +71,7 @@ private slots:
             {"status F0, 09", Pieces() << extended, refused, 1, 0},
             {"status F0, 10 doubled", Pieces() << reply(1, hex("10"), "F0"), refused, 1, 0},
             {"status F0, damaged", Pieces() << damaged(extended), crc, 0, 0},
+            {"status F0, lone DLE", Pieces() << extended.left(10) + hex("1041100301"), crc, 0, 0},
             {"status F0, cut", Pieces() << extended.left(13), crc, 0, 0},
             {"data: cut", Pieces() << whole.left(15), loss, 0, 0},
             {"data: late", Pieces() << whole.left(15) << whole.mid(15), loss, 0, 0},
