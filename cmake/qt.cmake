@@ -33,10 +33,25 @@ if(mlx_qt_major EQUAL 6)
     list(APPEND mlx_qt_found Core5Compat) # QRegExp
 endif()
 list(TRANSFORM mlx_qt_found PREPEND "${mlx_qt_prefix}")
-find_package(Qt${mlx_qt_major} REQUIRED COMPONENTS ${mlx_qt_found})
+if(mlx_qt_major EQUAL 4)
+    # qmake answers with whole paths, which need not lie in the cross toolchain's roots.
+    set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY BOTH)
+    set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE BOTH)
+    find_package(Qt4 COMPONENTS ${mlx_qt_found})
+    if(NOT Qt4_FOUND)
+        message(FATAL_ERROR "no usable Qt 4, as said above; give the qmake of the panel's Qt as QT_QMAKE_EXECUTABLE")
+    endif()
+    if(NOT QT_MKSPECS_DIR)
+        message(FATAL_ERROR "there is no qconfig.pri where ${QT_QMAKE_EXECUTABLE} says that its "
+            "mkspecs are; give the folder that has it as QT_MKSPECS_DIR")
+    endif()
+else()
+    find_package(Qt${mlx_qt_major} REQUIRED COMPONENTS ${mlx_qt_found})
+endif()
 
-# The moc that stands beside cross libraries runs on their machine, not on this one.
-if(CMAKE_CROSSCOMPILING)
+# The moc that stands beside cross libraries runs on their machine, not on this one;
+# the one beside Qt 4's qmake runs where qmake does.
+if(CMAKE_CROSSCOMPILING AND NOT mlx_qt_major EQUAL 4)
     find_program(MLX_HOST_MOC moc REQUIRED NO_CMAKE_FIND_ROOT_PATH
         PATHS /usr/lib/qt${mlx_qt_major}/bin /usr/lib/qt${mlx_qt_major}/libexec NO_DEFAULT_PATH
         DOC "moc of this machine, of the same version as the cross libraries")
