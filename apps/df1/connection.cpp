@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <QFileInfo>
+#include <algorithm>
 
 #include "drivers/drv_dev_setting.h"
 #include "host/explanation.h"
@@ -60,11 +61,10 @@ void addLinkNameTo(CLI::App& verb, std::string& name)
 {
     CLI::Option* const link = verb.add_option("link", name, "Name of a link in the profile file");
     const auto isFirst = [&verb, link] {
-        for (const CLI::Option* option : verb.get_options()) {
-            if (option != link && option->get_positional() && option->count() > 0)
-                return false;
-        }
-        return true;
+        const auto options = verb.get_options();
+        return std::none_of(options.begin(), options.end(), [link](const CLI::Option* option) {
+            return option != link && option->get_positional() && option->count() > 0;
+        });
     };
     link->type_name("LINK")->check(CLI::Validator(
         [=](const std::string& text) {
@@ -316,7 +316,7 @@ void Connection::requireSuccess(const QString& address)
     if (!hasFailed && !untraced)
         return;
     if (!hasFailed)
-        throw *untraced;
+        throw Failure(*untraced);
     if (untraced)
         report(*untraced);
     throw failure(address);

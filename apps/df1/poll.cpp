@@ -80,7 +80,7 @@ public:
         for (std::thread& thread : threads)
             thread.join();
         if (m_failure)
-            throw *m_failure;
+            throw Failure(*m_failure);
         bool isComplete = true;
         for (const auto& poller : m_pollers) {
             tell(textOf(poller->source(), poller->totals()), m_options.output);

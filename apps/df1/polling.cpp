@@ -54,7 +54,7 @@ void requireTrace(const LinkPlace& place)
     if (!place.trace)
         return;
     if (const std::optional<Failure> failure = place.trace->takeFailure())
-        throw *failure;
+        throw Failure(*failure);
 }
 
 QString textOf(const host::PollSource& source, const host::PollTotals& totals)

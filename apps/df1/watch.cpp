@@ -137,7 +137,7 @@ private:
     QString line(const host::WatchBoard::Row& row, int nameWidth) const
     {
         const QString value = row.value + (row.unit.isEmpty() ? QString() : ' ' + row.unit);
-        const QString text = cut(
+        QString text = cut(
             QStringLiteral("%1 %2%3%4  %5")
                 .arg(row.name.left(nameWidth).leftJustified(nameWidth),
                      QLatin1String(row.hasChanged ? "*" : " "), value.rightJustified(12),
@@ -185,7 +185,7 @@ public:
         m_stop.stop();
         thread.join();
         if (m_failure)
-            throw *m_failure;
+            throw Failure(*m_failure);
         tell(textOf(m_poller->source(), m_poller->totals()), m_options.output);
         return m_poller->totals().values > 0 ? ExitCode::Success : ExitCode::NoAnswer;
     }

@@ -1,7 +1,9 @@
 #include "host/capture.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <pcap/pcap.h>
 #include <utility>
 
@@ -129,11 +131,8 @@ bool CaptureReader::isCapture(const QByteArray& start)
 {
     // pcap with microseconds and with nanoseconds, both in either byte order; pcapng.
     static const char* const marks[] = {"d4c3b2a1", "a1b2c3d4", "4d3cb2a1", "a1b23c4d", "0a0d0d0a"};
-    for (const char* const mark : marks) {
-        if (start.left(4).toHex() == mark)
-            return true;
-    }
-    return false;
+    return std::any_of(std::begin(marks), std::end(marks),
+                       [&](const char* mark) { return start.left(4).toHex() == mark; });
 }
 
 std::unique_ptr<CaptureReader> CaptureReader::open(std::FILE* file, const QString& name,

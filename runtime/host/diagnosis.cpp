@@ -213,8 +213,8 @@ private:
         if (m_result.lost == 0)
             return;
         // The check of any other frame may happen to hold such a byte.
-        const bool isFlowControl = lostWithFlowControl == m_result.asked / 2
-                                   && m_result.lost - lostWithFlowControl <= 1;
+        const bool isFlowControl =
+            lostWithFlowControl == m_result.asked / 2 && m_result.lost - lostWithFlowControl <= 1;
         m_result.finding = isFlowControl ? Finding::FlowControl : Finding::Unsteady;
     }
 
@@ -240,8 +240,8 @@ private:
     {
         const int timeoutMs =
             isOfSweep ? qMin(m_settings.timeoutMs, SWEEP_TIMEOUT_MS) : m_settings.timeoutMs;
-        const ProbeAnswer answer = exchange(
-            echoRequest(envelopeTo(station), QByteArray::fromHex("55AA")), check, timeoutMs);
+        ProbeAnswer answer = exchange(echoRequest(envelopeTo(station), QByteArray::fromHex("55AA")),
+                                      check, timeoutMs);
         tell(station, check, answer.outcome, isOfSweep);
         return answer;
     }
@@ -250,7 +250,7 @@ private:
     {
         QThread::msleep(m_settings.delayMs);
         const double secondsPerByte = m_result.hasLineSettings ? m_at.secondsPerByte() : 0;
-        const ProbeAnswer answer = ask(*m_port, request, check, {timeoutMs, secondsPerByte});
+        ProbeAnswer answer = ask(*m_port, request, check, {timeoutMs, secondsPerByte});
         const QString loss = m_line.loss();
         if (!loss.isEmpty())
             throw LineLost(loss);

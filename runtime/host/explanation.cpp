@@ -103,7 +103,7 @@ void CallTraffic::endAttempt()
 
 Explanation CallTraffic::explain() const
 {
-    const Explanation last = explainAttempt();
+    Explanation last = explainAttempt();
     const bool isConsequence = last.cause == Cause::NoReply || last.cause == Cause::Enquiry;
     if (!m_badReply || !isConsequence)
         return last;

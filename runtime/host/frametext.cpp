@@ -47,8 +47,7 @@ QString replyText(const Message& reply, const Message* request)
 
 QString checkText(const LineToken& token)
 {
-    const QString lone =
-        token.hasLoneDle ? QStringLiteral("; a DLE in it is not doubled") : QString();
+    QString lone = token.hasLoneDle ? QStringLiteral("; a DLE in it is not doubled") : QString();
     switch (token.check) {
     case Check::None:
         return QStringLiteral("cut off") + lone;

@@ -54,7 +54,7 @@ void LinkPoller::run(StopSignal& stop, const Observer& observe)
     closeLink();
 }
 
-Scan LinkPoller::scan(qint64 number, StopSignal& stop)
+Scan LinkPoller::scan(qint64 number, const StopSignal& stop)
 {
     const auto start = Clock::now();
     Scan scan;

@@ -100,7 +100,7 @@ private:
         ToBeDivided,
     };
 
-    Scan scan(qint64 number, StopSignal& stop);
+    Scan scan(qint64 number, const StopSignal& stop);
     void endScan(bool wasAnswered);
     void openLink(QString* error);
     void closeLink();

@@ -84,7 +84,7 @@ Outcome Controller::write(const Area& area, const QByteArray& data)
 
 std::optional<Outcome> Controller::writeRefusalOf(const Area& area) const
 {
-    const auto refused = refusalOf(area);
+    auto refused = refusalOf(area);
     if (refused)
         return refused;
     if (isInProgramMode(m_tables))

@@ -51,7 +51,7 @@ std::optional<Address> RequestFields::logicalAddress()
 {
     constexpr quint8 fileAndElement = 0x06;
     constexpr quint8 fileElementAndSubElement = 0x0E;
-    const auto levels = byte();
+    const quint8 levels = byte().value_or(0);
     if (levels != fileAndElement && levels != fileElementAndSubElement)
         return std::nullopt;
     const auto file = number();

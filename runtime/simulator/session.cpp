@@ -70,7 +70,7 @@ Session::Session(Line& line, int wake, const Settings& settings, Callbacks callb
     , m_callbacks(std::move(callbacks))
     , m_station(settings.station,
                 [this](const QByteArray& request) {
-                    const QByteArray reply = m_callbacks.execute(request, m_station.counters());
+                    QByteArray reply = m_callbacks.execute(request, m_station.counters());
                     m_unlogged.push_back({request, reply, 0});
                     return reply;
                 })

@@ -12,7 +12,7 @@ QByteArray merged(const QByteArray& old, const QByteArray& mask, const QByteArra
 {
     QByteArray result = old;
     for (int i = 0; i < static_cast<int>(result.size()); ++i) {
-        const int bits = mask.at(i % static_cast<int>(mask.size()));
+        const auto bits = static_cast<quint8>(mask.at(i % static_cast<int>(mask.size())));
         result[i] = static_cast<char>((old.at(i) & ~bits) | (data.at(i) & bits));
     }
     return result;
