@@ -34,6 +34,7 @@ public:
     QString readLine(int timeoutMs = 20000) { return nextLine(0, timeoutMs); }
     /// The same of its errors.
     QString readErrorLine(int timeoutMs = 20000) { return nextLine(1, timeoutMs); }
+    pid_t pid() const { return m_pid; }
     /// Sends a signal if it has not been waited for.
     void signal(int number);
     /// Waits until it ends, or kills it, and gives what has not been read yet.

@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <unistd.h>
+
 namespace support {
 
 struct Resources
@@ -11,14 +13,16 @@ struct Resources
     int kilobytes;   ///< resident
     int descriptors; ///< open
 
-    static Resources now()
+    static Resources now() { return of(::getpid()); }
+    static Resources of(pid_t process)
     {
-        QFile file("/proc/self/statm");
+        const QString folder = QString("/proc/%1/").arg(process);
+        QFile file(folder + "statm");
         file.open(QIODevice::ReadOnly);
         const int pages = file.readAll().split(' ').at(1).toInt();
         file.close();
         const auto all = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
-        return {4 * pages, static_cast<int>(QDir("/proc/self/fd").entryList(all).size())};
+        return {4 * pages, static_cast<int>(QDir(folder + "fd").entryList(all).size())};
     }
 
     /// By more than a connection, or more kilobytes than @p slack, of which a program under
