@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "endsignals.h"
+#include "host/readlist.h"
 #include "host/watchboard.h"
 #include "output.h"
 #include "polling.h"
@@ -27,6 +28,24 @@ struct WatchOptions
     OutputOptions output;
 };
 
+/// What @p item stands for; of a timer, counter or control, whose three
+/// words are @p item's tags, its status bits instead of its control word.
+void append(std::vector<host::Tag>& tags, const host::ReadItem& item)
+{
+    for (size_t i = 0; i < item.tags.size(); ++i) {
+        const host::Tag& tag = item.tags[i];
+        if (!item.isWhole || i % 3 != 0) {
+            tags.push_back(tag);
+            continue;
+        }
+        for (const auto& [bit, number] : host::statusBitsOf(tag.place.letter)) {
+            QString error;
+            tags.push_back(
+                host::tagAt(tag.name + QLatin1Char('/') + bit, QString(), &error).value());
+        }
+    }
+}
+
 std::vector<host::Tag> watchedTags(const WatchOptions& options)
 {
     std::vector<host::Tag> tags;
@@ -34,10 +53,10 @@ std::vector<host::Tag> watchedTags(const WatchOptions& options)
         tags = tagsIn(options.list);
     for (const std::string& address : options.addresses) {
         QString error;
-        const auto tag = host::tagAt(QString::fromStdString(address), QString(), &error);
-        if (!tag)
+        const auto item = host::readItem(QString::fromStdString(address), 1, QString(), &error);
+        if (!item)
             throw Failure(ExitCode::Usage, error);
-        tags.push_back(*tag);
+        append(tags, *item);
     }
     if (tags.empty())
         throw Failure(ExitCode::Usage,
@@ -271,7 +290,8 @@ void addWatchVerb(CLI::App& app, std::function<ExitCode()>& run)
     const auto options = std::make_shared<WatchOptions>();
     CLI::App* const verb = app.add_subcommand("watch", "Show values live");
     options->connection.addTo(*verb);
-    verb->add_option("address", options->addresses, "What to watch: N7:0, F8:1, T4:0.ACC, B3:2/5")
+    verb->add_option("address", options->addresses,
+                     "What to watch, as of df1 read: N7:0,L10, F8:1, T4:0, T4:0.ACC, B3:2/5")
         ->type_name("ADDRESS");
     verb->add_option("--tags", options->list,
                      "Tag list, CSV with the columns name, address, type, scale, unit")
