@@ -143,7 +143,8 @@ void TestPoll::survivesFaultsAndARestart()
     const int errorsBefore = restarted.errors;
     const auto before = support::Resources::of(poll.pid());
 
-    controllers.back().reset();
+    controllers.back()->signal(SIGTERM);
+    QCOMPARE(controllers.back()->end().exitCode, 0);
     QVERIFY(takeUntil(poll, [&] { return restarted.errors >= errorsBefore + 3 * WORDS; }));
     controllers.back() = controller(RESTARTED);
     QVERIFY(takeUntil(poll, [&] { return restarted.valuesSinceError >= 10 * WORDS; }));

@@ -53,14 +53,11 @@ QByteArray scriptOf(const QList<Step>& steps)
 {
     QString script = "trap 'kill $(jobs -p) 2>/dev/null; wait' EXIT\nPATH=$PWD/bin:$PATH\n";
     for (int i = 0; i < static_cast<int>(steps.size()); ++i) {
-        const bool isLasting = steps.at(i).command.endsWith('&');
-        script +=
-            QStringLiteral("{ %1\n} > out.%2 2>&1%3\n")
-                .arg(isLasting ? steps.at(i).command.chopped(1) : steps.at(i).command)
-                .arg(i)
-                .arg(isLasting
-                         ? QStringLiteral(" &\nuntil [ -s out.%1 ]; do sleep 0.05; done").arg(i)
-                         : QString());
+        const QString& command = steps.at(i).command;
+        const char* const form =
+            command.endsWith('&') ? "> out.%1 2>&1 %2\nuntil [ -s out.%1 ]; do sleep 0.05; done\n"
+                                  : "{ %2\n} > out.%1 2>&1\n";
+        script += QString(form).arg(i).arg(command);
     }
     return script.toUtf8();
 }
