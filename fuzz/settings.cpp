@@ -3,6 +3,7 @@
 #include "harness.h"
 
 #include <QDataStream>
+#include <QIODevice>
 
 #include "drivers/drv_dev_setting.h"
 
