@@ -1,35 +1,17 @@
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include "simulator/server.h"
+#include "support/program.h"
 #include "support/rows.h"
 
 namespace {
 
-struct Outcome
-{
-    int exitCode;
-    QString output;
-    QString errors;
-};
-
-Outcome run(const QString& program, const QStringList& arguments, const QByteArray& input = {})
-{
-    QProcess process;
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForFinished(20000))
-        return {-1, QString(), process.errorString()};
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2,
-            QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
+using support::Outcome;
 
 Outcome df1(const QString& arguments, const QByteArray& input = {})
 {
-    return run(DF1_FILE, arguments.split(' ', Qt::SkipEmptyParts), input);
+    return support::runDf1(arguments.split(' ', Qt::SkipEmptyParts), input);
 }
 
 QByteArray bytesIn(const QString& path)
@@ -173,8 +155,9 @@ void TestTrace::saysThatATraceHasEnded()
     for (const QString& verb : {"poll --interval 1ms --count 100 " + path("tags.csv"),
                                 QString("read N7:0 --count 60 --limit 6")}) {
         const Outcome outcome =
-            run("bash", {"-c", QString("trap '' XFSZ; ulimit -f 1; exec %1 %2 --trace %3")
-                                   .arg(DF1_FILE, verb, path("big.pcap"))});
+            support::run({"bash", "-c",
+                          QString("trap '' XFSZ; ulimit -f 1; exec %1 %2 --trace %3")
+                              .arg(support::df1({}).join(' '), verb, path("big.pcap"))});
         ROW_COMPARE(qPrintable(verb), outcome.exitCode, 8);
         QVERIFY2(outcome.errors.contains("big.pcap: File too large"), qPrintable(outcome.errors));
         QCOMPARE(outcome.errors.count('\n'), 1);

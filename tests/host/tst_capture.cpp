@@ -1,4 +1,3 @@
-#include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -6,6 +5,7 @@
 #include "host/capture.h"
 #include "host/message.h"
 #include "support/frames.h"
+#include "support/program.h"
 #include "support/rows.h"
 
 using namespace host;
@@ -182,19 +182,15 @@ void TestCapture::isShownByTshark()
     expect(hex("1002"), "frame||||||cut off");
     QVERIFY(keep(records));
 
-    QStringList arguments = {
-        "-X",         "lua_script:" DISSECTOR_FILE, "-r", path("line.pcap"), "-T", "fields", "-E",
-        "separator=|"};
+    QStringList command = {
+        tshark, "-X",         "lua_script:" DISSECTOR_FILE, "-r", path("line.pcap"), "-T", "fields",
+        "-E",   "separator=|"};
     for (const char* const field :
          {"kind", "command", "address", "size", "status", "data", "check"})
-        arguments << "-e" << QString("df1.%1").arg(field);
-    QProcess process;
-    process.start(tshark, arguments);
-    QVERIFY(process.waitForFinished(60000));
-    const QString errors = process.readAllStandardError();
-    QVERIFY2(process.exitCode() == 0 && !errors.contains("df1.lua"), qPrintable(errors));
-    const QStringList lines =
-        QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+        command << "-e" << QString("df1.%1").arg(field);
+    const support::Outcome shown = support::Program(command).end(60000);
+    QVERIFY2(shown.exitCode == 0 && !shown.errors.contains("df1.lua"), qPrintable(shown.errors));
+    const QStringList lines = shown.output.split('\n', Qt::SkipEmptyParts);
     QCOMPARE(lines.size(), expected.size());
     for (int i = 0; i < lines.size(); ++i)
         ROW_COMPARE(records[static_cast<size_t>(i)].bytes.toHex().constData(), lines.at(i),

@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QTemporaryFile>
 
 #include <algorithm>
 #include <csignal>
@@ -17,8 +18,8 @@ namespace support {
 
 namespace {
 
-/// The process, or -1; its standard streams are /dev/null and the two descriptors.
-pid_t spawn(const QStringList& command, int output, int errors)
+/// The process, or -1; its standard streams are the descriptors.
+pid_t spawn(const QStringList& command, int input, int output, int errors)
 {
     std::vector<QByteArray> words;
     for (const QString& word : command)
@@ -30,7 +31,7 @@ pid_t spawn(const QStringList& command, int output, int errors)
 
     posix_spawn_file_actions_t actions;
     ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    ::posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
     pid_t pid = -1;
@@ -42,8 +43,11 @@ pid_t spawn(const QStringList& command, int output, int errors)
 
 }
 
-Program::Program(const QStringList& command)
+Program::Program(const QStringList& command, const QByteArray& input)
 {
+    QTemporaryFile file;
+    if (!file.open() || file.write(input) != input.size() || !file.seek(0))
+        return;
     int writers[2] = {-1, -1};
     for (int i = 0; i < 2; ++i) {
         int ends[2] = {-1, -1};
@@ -52,7 +56,7 @@ Program::Program(const QStringList& command)
             writers[i] = ends[1];
         }
     }
-    m_pid = spawn(command, writers[0], writers[1]);
+    m_pid = spawn(command, file.handle(), writers[0], writers[1]);
     for (const int writer : writers)
         ::close(writer);
 }
@@ -125,9 +129,9 @@ Outcome Program::end(int timeoutMs)
     return {exitCode, QString::fromUtf8(m_taken[0]), QString::fromUtf8(m_taken[1])};
 }
 
-Outcome run(const QStringList& command)
+Outcome run(const QStringList& command, const QByteArray& input)
 {
-    return Program(command).end();
+    return Program(command, input).end();
 }
 
 QStringList built(const QString& file)
@@ -140,9 +144,9 @@ QStringList df1(const QStringList& arguments)
     return built(DF1_FILE) + arguments;
 }
 
-Outcome runDf1(const QStringList& arguments)
+Outcome runDf1(const QStringList& arguments, const QByteArray& input)
 {
-    return run(df1(arguments));
+    return run(df1(arguments), input);
 }
 
 }

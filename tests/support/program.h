@@ -19,12 +19,12 @@ struct Outcome
     QString errors;
 };
 
-/// A program with its output and errors on pipes and nothing to read.
+/// A program with its output and errors on pipes.
 class Program
 {
 public:
-    /// Starts @p command, the program's name or path and its arguments.
-    explicit Program(const QStringList& command);
+    /// Starts @p command, the program's name or path and its arguments, which reads @p input.
+    explicit Program(const QStringList& command, const QByteArray& input = {});
     /// Kills it if it runs.
     ~Program();
     Program(const Program&) = delete;
@@ -49,12 +49,12 @@ private:
     QByteArray m_taken[2];
 };
 
-Outcome run(const QStringList& command);
+Outcome run(const QStringList& command, const QByteArray& input = {});
 
 /// The command that runs a program of this build, under the emulator where there is one.
 QStringList built(const QString& file);
 /// The same for df1 with @p arguments.
 QStringList df1(const QStringList& arguments);
-Outcome runDf1(const QStringList& arguments);
+Outcome runDf1(const QStringList& arguments, const QByteArray& input = {});
 
 }

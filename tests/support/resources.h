@@ -25,11 +25,11 @@ struct Resources
         return {4 * pages, static_cast<int>(QDir(folder + "fd").entryList(all).size())};
     }
 
-    /// By more than a connection, or more kilobytes than @p slack, of which a program under
-    /// the sanitizers keeps many.
+    /// By more than a connection, or more kilobytes than @p slack, of which the
+    /// sanitizers keep many, and an emulator for what it has translated.
     bool hasGrownSince(const Resources& before, int slack = 2048) const
     {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(EMULATED)
         slack += 1 << 20;
 #endif
         return descriptors > before.descriptors + 4 || kilobytes > before.kilobytes + slack;
