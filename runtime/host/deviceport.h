@@ -66,6 +66,7 @@ public:
     int sourceAddress() override { return m_settings.source; }
     unsigned int delayTime() override { return m_settings.delayMs; }
 
+    const PortSettings& settings() const { return m_settings; }
     /// What is wrong with the line, in words: the device is lost, or its other
     /// end takes no bytes. Empty while the line is fine, as far as the last call
     /// has seen.

@@ -3,6 +3,7 @@
 #include <QThread>
 
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace host {
@@ -203,9 +204,10 @@ private:
             const QByteArray data = echoData(withFlowControl);
             const ProbeAnswer answer = exchange(echoRequest(envelopeTo(m_result.station), data),
                                                 m_result.check, m_settings.timeoutMs);
-            tell(m_result.station, m_result.check, answer.outcome, false);
+            tell(m_result.station, m_result.check, answer.outcome, true);
             ++m_result.asked;
-            if (answer.outcome == ProbeOutcome::Replied && answer.reply.data == data)
+            if (answer.outcome == ProbeOutcome::Replied && answer.isAcknowledged
+                && answer.reply.data == data)
                 continue;
             ++m_result.lost;
             lostWithFlowControl += withFlowControl ? 1 : 0;
@@ -232,30 +234,33 @@ private:
                                      && m_at.toText() != m_settings.line.toText());
             if (isClear)
                 break;
+            if (answer.outcome == ProbeOutcome::Nak)
+                releaseReplies(*m_port, secondsPerByte());
         }
         return best;
     }
 
-    ProbeAnswer probe(int station, CheckMethod check, bool isOfSweep)
+    ProbeAnswer probe(int station, CheckMethod check, bool isOfMany)
     {
         const int timeoutMs =
-            isOfSweep ? qMin(m_settings.timeoutMs, SWEEP_TIMEOUT_MS) : m_settings.timeoutMs;
+            isOfMany ? qMin(m_settings.timeoutMs, SWEEP_TIMEOUT_MS) : m_settings.timeoutMs;
         ProbeAnswer answer = exchange(echoRequest(envelopeTo(station), QByteArray::fromHex("55AA")),
                                       check, timeoutMs);
-        tell(station, check, answer.outcome, isOfSweep);
+        tell(station, check, answer.outcome, isOfMany);
         return answer;
     }
 
     ProbeAnswer exchange(const QByteArray& request, CheckMethod check, int timeoutMs)
     {
         QThread::msleep(m_settings.delayMs);
-        const double secondsPerByte = m_result.hasLineSettings ? m_at.secondsPerByte() : 0;
-        ProbeAnswer answer = ask(*m_port, request, check, {timeoutMs, secondsPerByte});
+        ProbeAnswer answer = ask(*m_port, request, check, {timeoutMs, secondsPerByte()});
         const QString loss = m_line.loss();
         if (!loss.isEmpty())
             throw LineLost(loss);
         return answer;
     }
+
+    double secondsPerByte() const { return m_result.hasLineSettings ? m_at.secondsPerByte() : 0; }
 
     Envelope envelopeTo(int station) const
     {
@@ -263,9 +268,9 @@ private:
                 freshTransaction()};
     }
 
-    void tell(int station, CheckMethod check, ProbeOutcome outcome, bool isOfSweep) const
+    void tell(int station, CheckMethod check, ProbeOutcome outcome, bool isOfMany) const
     {
-        m_report({m_at, station, check, outcome, isOfSweep});
+        m_report({m_at, station, check, outcome, isOfMany});
     }
 
     /// Keeps the worst news of the lines so far, and where it came from first.
@@ -293,15 +298,28 @@ private:
 
 }
 
-LinkLine::LinkLine(const QString& text)
+LinkLine::LinkLine(const QString& text, TrafficReader::Taker observe)
     : m_text(text)
+    , m_observe(std::move(observe))
 {}
 
 AbstractDeviceInterface* LinkLine::open(const LineSettings& settings, QString* error)
 {
+    m_traced.reset();
     m_link.reset(); // the device is locked while it is open
     m_link = Link::open(m_text, settings, PortSettings(), error);
-    return m_link != nullptr ? &m_link->port() : nullptr;
+    if (m_link == nullptr)
+        return nullptr;
+    if (!m_observe)
+        return &m_link->port();
+    m_traced = std::make_unique<TracedPort>(m_link->port(), m_observe);
+    return m_traced.get();
+}
+
+QString LinkLine::loss() const
+{
+    const QString fault = m_link->port().deviceError();
+    return fault.isEmpty() ? fault : m_text + QStringLiteral(": ") + fault;
 }
 
 Diagnosis diagnose(DiagnosisLine& line, const DiagnosisSettings& settings,

@@ -11,6 +11,7 @@
 #include "drivers/abstractdeviceinterface.h"
 #include "host/diagnosticexchange.h"
 #include "host/link.h"
+#include "host/tracer.h"
 
 namespace host {
 
@@ -34,15 +35,18 @@ public:
 class LinkLine : public DiagnosisLine
 {
 public:
-    explicit LinkLine(const QString& text);
+    /// @p observe, where there is one, is told of the traffic.
+    explicit LinkLine(const QString& text, TrafficReader::Taker observe = nullptr);
 
     AbstractDeviceInterface* open(const LineSettings& settings, QString* error) override;
     bool hasSettings() const override { return m_link->hasLineSettings(); }
-    QString loss() const override { return m_link->port().deviceError(); }
+    QString loss() const override;
 
 private:
     const QString m_text;
+    const TrafficReader::Taker m_observe;
     std::unique_ptr<Link> m_link;
+    std::unique_ptr<TracedPort> m_traced;
 };
 
 /// What is asked, and what is taken for right.
@@ -64,7 +68,7 @@ struct Probe
     int station;
     CheckMethod check;
     ProbeOutcome outcome;
-    bool isOfSweep; ///< one of many stations asked in a row
+    bool isOfMany; ///< one of many alike: stations in a row, echoes to make sure
 };
 
 /// The end of a diagnosis.

@@ -94,7 +94,7 @@ QString verdictOf(const Diagnosis& diagnosis, const DiagnosisSettings& settings)
     case Finding::Unanswered:
         return QStringLiteral("no station answers: frames with %1 are acknowledged at %2, but none "
                               "of the stations 0 to 254 replies; check the station number of the "
-                              "channel")
+                              "channel, or give a longer --timeout")
             .arg(diagnosis.check == CheckMethod::Crc ? QStringLiteral("CRC")
                                                      : QStringLiteral("BCC"),
                  lineOf(diagnosis));
@@ -117,8 +117,8 @@ QString verdictOf(const Diagnosis& diagnosis, const DiagnosisSettings& settings)
                               "(XON/XOFF) off at the converter or device server; it is %1")
             .arg(whoOf(diagnosis));
     case Finding::Unsteady:
-        return QStringLiteral("unsteady: %1 of %2 echoes were lost or damaged; check cable, "
-                              "shield and ground; it is %3")
+        return QStringLiteral("unsteady: %1 of %2 echoes were lost, damaged or not acknowledged; "
+                              "check cable, shield and ground; it is %3")
             .arg(diagnosis.lost)
             .arg(diagnosis.asked)
             .arg(whoOf(diagnosis));

@@ -15,6 +15,7 @@ namespace {
 
 // An echo of 243 bytes 0x10 takes 500.
 const int MOST_BYTES = 1024;
+const int MOST_STRAYS = 128;
 
 /// Appends what has come; waits for it until @p deadline of @p clock. False when
 /// nothing has.
@@ -41,7 +42,8 @@ std::optional<ProbeAnswer> replyIn(const LineAnswer& answer, const QByteArray& r
 {
     for (const SoundMessage& message : answer.messages) {
         if (const auto reply = replyTo(request, message.bytes))
-            return ProbeAnswer{ProbeOutcome::Replied, *reply, message.check, answer.isEchoed};
+            return ProbeAnswer{ProbeOutcome::Replied, *reply, message.check, answer.isEchoed,
+                               answer.acks > 0};
     }
     return std::nullopt;
 }
@@ -113,13 +115,32 @@ ProbeAnswer ask(AbstractDeviceInterface& port, const QByteArray& request, CheckM
         if (toAcknowledge > acknowledged)
             port.sendData(DF1_DLE_ACK, sizeof DF1_DLE_ACK);
         acknowledged = std::max(acknowledged, toAcknowledge);
-        if (isComplete(answer, request, check))
+        if (isComplete(answer, request, check) || answer.strays > MOST_STRAYS)
             break;
         deadline = std::min<qint64>(clock.elapsed() + patience.timeoutMs, longestWaitMs);
     }
     if (const auto replied = replyIn(answer, request))
         return *replied;
-    return ProbeAnswer{outcomeWithoutReply(answer), {}, check, answer.isEchoed};
+    return ProbeAnswer{outcomeWithoutReply(answer), {}, check, answer.isEchoed, answer.acks > 0};
+}
+
+void releaseReplies(AbstractDeviceInterface& port, double secondsPerByte)
+{
+    const int mostRounds = 8;
+    const int pauseMs = 50;
+    const int bytesOnTheWay = 4; // the ACK, and what a reply begins with
+    const int quietMs = pauseMs + static_cast<int>(1000 * bytesOnTheWay * secondsPerByte);
+    QElapsedTimer clock;
+    clock.start();
+    for (int round = 0; round < mostRounds; ++round) {
+        QByteArray received;
+        port.sendData(DF1_DLE_ACK, sizeof DF1_DLE_ACK);
+        while (received.size() < MOST_BYTES
+               && takeMore(port, received, clock, clock.elapsed() + quietMs)) {
+        }
+        if (received.isEmpty())
+            return;
+    }
 }
 
 quint16 freshTransaction()

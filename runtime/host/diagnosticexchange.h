@@ -31,6 +31,7 @@ struct ProbeAnswer
     Reply reply;                          ///< of Replied
     CheckMethod check = CheckMethod::Crc; ///< that the reply has
     bool isEchoed = false;                ///< what was sent came back, whatever else did
+    bool isAcknowledged = false;          ///< with an ACK, which the driver insists on
 };
 
 /// How long an answer may take.
@@ -43,9 +44,15 @@ struct Patience
 /// Sends the application bytes @p request in a frame and waits for what comes back:
 /// until the reply, a refusal of the frame, or silence. Acknowledges every frame and
 /// enquiry that comes, so that a controller which still waits for another program's
-/// acknowledgement gets on. Takes no longer than ten times the time-out and 5 s.
+/// acknowledgement gets on. Takes no longer than ten times the time-out and 5 s; gives up
+/// on a line that brings garbage and no end.
 ProbeAnswer ask(AbstractDeviceInterface& port, const QByteArray& request, CheckMethod check,
                 const Patience& patience);
+
+/// Confirms replies that the controller may still hold for somebody whom they have not
+/// reached: while it holds some it sends no others, and with several it refuses requests
+/// by NAK. What comes is thrown away. Takes 50 ms where nothing does.
+void releaseReplies(AbstractDeviceInterface& port, double secondsPerByte);
 
 /// A transaction number that no request before is likely to have had.
 quint16 freshTransaction();

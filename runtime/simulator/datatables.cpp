@@ -8,6 +8,7 @@ namespace simulator {
 namespace {
 
 constexpr int bytesPerWord = 2;
+const QByteArray letters = "OISBTCRNF"; // in the order of the codes
 
 int wordsPerElement(FileType type)
 {
@@ -35,6 +36,19 @@ std::optional<FileType> fileTypeOf(quint8 code)
     if (code < static_cast<quint8>(FileType::Output) || code > static_cast<quint8>(FileType::Float))
         return std::nullopt;
     return static_cast<FileType>(code);
+}
+
+char fileLetter(FileType type)
+{
+    return letters.at(static_cast<int>(type) - static_cast<int>(FileType::Output));
+}
+
+std::optional<FileType> fileTypeWith(char letter)
+{
+    const auto at = letters.indexOf(letter);
+    if (at < 0)
+        return std::nullopt;
+    return static_cast<FileType>(static_cast<int>(FileType::Output) + at);
 }
 
 DataFile::DataFile(FileType type, int elements)

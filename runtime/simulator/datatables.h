@@ -32,6 +32,10 @@ enum class FileType : quint8
 
 /// The type with code @p code; nothing for a code the controller does not know.
 std::optional<FileType> fileTypeOf(quint8 code);
+/// The letter that addresses begin with, one of O I S B T C R N F.
+char fileLetter(FileType type);
+/// The type with this letter, in upper case; nothing for any other character.
+std::optional<FileType> fileTypeWith(char letter);
 
 class DataFile
 {

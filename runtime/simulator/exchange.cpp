@@ -16,11 +16,9 @@ QString hexByte(const QByteArray& bytes, int at)
 
 QString addressText(const Area& area)
 {
-    static const char* const letters = "OISBTCRNF";
     const auto& [file, code, element, subElement] = area.address;
     const auto type = fileTypeOf(code.value_or(0));
-    const char letter =
-        type ? letters[static_cast<int>(*type) - static_cast<int>(FileType::Output)] : '?';
+    const char letter = type ? fileLetter(*type) : '?';
     QString text = QString("%1%2:%3").arg(letter).arg(file).arg(element);
     if (subElement != 0)
         text += QString(".%1").arg(subElement);

@@ -56,6 +56,16 @@ const Model* modelOf(const QString& name, QString* error)
     return nullptr;
 }
 
+const Model* modelOfCatalogue(const QByteArray& catalogueNumber)
+{
+    constexpr int bulletinSize = 6; // "1766-L"
+    for (const Model& model : knownModels()) {
+        if (catalogueNumber.startsWith(model.catalogueNumber.left(bulletinSize)))
+            return &model;
+    }
+    return nullptr;
+}
+
 const Model& defaultModel()
 {
     return knownModels().at(1);

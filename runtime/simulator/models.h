@@ -42,6 +42,10 @@ const std::vector<Model>& knownModels();
 /// another name, with the names that there are in @p error, which is not null.
 const Model* modelOf(const QString& name, QString* error);
 
+/// The known model of which @p catalogueNumber, such as 1766-L32BXBA, is a kind; null
+/// for another.
+const Model* modelOfCatalogue(const QByteArray& catalogueNumber);
+
 /// A MicroLogix 1100.
 const Model& defaultModel();
 

@@ -4,6 +4,11 @@
 #include "simulator/jsonfile.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QRegularExpression>
+#include <QtEndian>
+#include <charconv>
+#include <cmath>
 
 namespace simulator {
 
@@ -12,7 +17,6 @@ namespace {
 constexpr int wordLow = -32768;
 constexpr int wordHigh = 65535;
 constexpr int mostElements = 4096;
-const QString typeLetters = "OISBTCRNF";
 
 struct NamedBit
 {
@@ -98,12 +102,25 @@ void setWords(DataFile& file, int element, const QJsonArray& words, const QStrin
         file.setWord(element, i, wordAt(words[i], QString("%1[%2]").arg(path).arg(i)));
 }
 
+void setFloat(DataFile& file, int element, const QJsonValue& value, const QString& path)
+{
+    static const QRegularExpression bits("^0x([0-9A-Fa-f]{8})\\z");
+    const QRegularExpressionMatch match = bits.match(value.toString());
+    if (match.hasMatch()) {
+        QByteArray bytes(4, '\0');
+        qToLittleEndian(match.captured(1).toUInt(nullptr, 16), bytes.data());
+        file.write(element, 0, bytes);
+    } else if (value.isDouble()) {
+        file.setReal(element, static_cast<float>(value.toDouble()));
+    } else {
+        throw JsonFault(path, "must be a number, or 32 bits such as \"0x7FC00000\"");
+    }
+}
+
 void setElement(DataFile& file, int element, const QJsonValue& value, const QString& path)
 {
     if (file.type() == FileType::Float) {
-        if (!value.isDouble())
-            throw JsonFault(path, "must be a number");
-        file.setReal(element, static_cast<float>(value.toDouble()));
+        setFloat(file, element, value, path);
     } else if (file.bytesPerElement() == 2) {
         file.setWord(element, 0, wordAt(value, path));
     } else if (value.isArray()) {
@@ -118,11 +135,11 @@ void setElement(DataFile& file, int element, const QJsonValue& value, const QStr
 FileType fileTypeAt(const QJsonValue& value, const QString& path)
 {
     const QString letter = value.toString();
-    const auto at = letter.size() == 1 ? typeLetters.indexOf(letter) : -1;
-    if (at < 0)
+    const auto type = letter.size() == 1 ? fileTypeWith(letter.at(0).toLatin1()) : std::nullopt;
+    if (!type)
         throw JsonFault(path, "must be one of \"O\" \"I\" \"S\" \"B\" \"T\" \"C\" \"R\" "
                               "\"N\" \"F\"");
-    return static_cast<FileType>(static_cast<int>(FileType::Output) + at);
+    return *type;
 }
 
 bool flagAt(const QJsonObject& object, const QString& name, const QString& path)
@@ -220,7 +237,7 @@ void setMode(DataTables& tables, const QString& name)
 
 Description describe(const QJsonObject& object, quint32 seed)
 {
-    requireKnown(object, QString(), {"model", "catalogue", "series", "mode", "files"});
+    requireKnown(object, QString(), {"model", "catalogue", "series", "mode", "files", "note"});
     Description description = {modelIn(object), {}};
     if (!object.contains("files")) {
         description.tables = seededTables(seed, description.model);
@@ -234,6 +251,37 @@ Description describe(const QJsonObject& object, quint32 seed)
     if (object.contains("mode"))
         setMode(description.tables, textAt(object, "mode"));
     return description;
+}
+
+// The fewest digits that give the same float back; as bits what JSON has no number for,
+// or Qt's reader of it.
+QJsonValue floatValue(const DataFile& file, int element)
+{
+    const float value = *file.real(element);
+    const bool isMinusZero = value == 0 && std::signbit(value);
+    if (!std::isfinite(value) || isMinusZero) {
+        const auto bits = qFromLittleEndian<quint32>(file.read(element, 0, 4)->constData());
+        return QString("0x%1").arg(bits, 8, 16, QLatin1Char('0'));
+    }
+    char digits[32];
+    const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    const double rounded = QByteArray(digits, static_cast<int>(end - digits)).toDouble();
+    return static_cast<float>(rounded) == value ? rounded : static_cast<double>(value);
+}
+
+QJsonValue elementValue(const DataFile& file, int element)
+{
+    if (file.type() == FileType::Float)
+        return floatValue(file, element);
+    const auto word = [&](int subElement) {
+        return QJsonValue(static_cast<qint16>(*file.word(element, subElement)));
+    };
+    return file.bytesPerElement() == 2 ? word(0) : QJsonArray{word(0), word(1), word(2)};
+}
+
+QByteArray compact(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
 }
@@ -257,6 +305,26 @@ std::optional<Description> loadTables(const QString& path, quint32 seed, QString
     if (!description)
         *error = QString("%1: %2").arg(path, *error);
     return description;
+}
+
+QByteArray tablesText(const DataTables& tables, const QJsonObject& head)
+{
+    QByteArrayList files;
+    for (const auto& [number, file] : tables.files()) {
+        QJsonArray values;
+        for (int element = 0; element < file.elements(); ++element)
+            values << elementValue(file, element);
+        QJsonObject object = {{"number", number},
+                              {"type", QString(QLatin1Char(fileLetter(file.type())))},
+                              {"values", values}};
+        if (file.isProtected())
+            object["protected"] = true;
+        files << compact(object);
+    }
+    QByteArray text = "{\n";
+    for (auto it = head.begin(); it != head.end(); ++it)
+        text += "  " + compact({{it.key(), it.value()}}).chopped(1).mid(1) + ",\n";
+    return text + "  \"files\": [\n    " + files.join(",\n    ") + "\n  ]\n}\n";
 }
 
 }

@@ -11,17 +11,19 @@
 // one, the other properties are the model's, the length is that of the values, and
 // elements without a value are 0. "files" is the whole memory; without it the files
 // are the model's. Values: words of O I S B N are -32768 to 65535; T C R take three
-// words (control, PRE or LEN, ACC or POS) or an object of named words and bits.
+// words (control, PRE or LEN, ACC or POS) or an object of named words and bits; a float
+// may stand there as its bits, "0x7FC00000".
 // Timers: pre acc en tt dn base; counters: pre acc cu cd dn ov un; controls: len pos
 // en eu dn em er ul in fd. "base" is "10ms", as without it, or "1s".
 // Modes: program, run, test, single. "protected": true refuses writes to a file;
 // "counters": true, of one N file with 19 elements or more, makes it show the link
-// counters where CS0 does (Model::countersFile).
+// counters where CS0 does (Model::countersFile). "note" may be anything.
 #pragma once
 
 #include "simulator/models.h"
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 #include <optional>
 
@@ -41,5 +43,9 @@ std::optional<Description> parseTables(const QByteArray& json, quint32 seed, QSt
 /// The same from a file; @p error begins with its path. @p seed fills the model's
 /// files when the description has none.
 std::optional<Description> loadTables(const QString& path, quint32 seed, QString* error);
+
+/// The text that gives the same tables back: the properties of @p head, such as "model"
+/// and "note", then "files", one on a line.
+QByteArray tablesText(const DataTables& tables, const QJsonObject& head);
 
 }

@@ -104,6 +104,15 @@ Peer hearing(const std::function<bool(const QByteArray& frame, int number)>& hea
     };
 }
 
+/// One that still holds replies for somebody who has gone.
+Peer controllerFull()
+{
+    const Peer controller = controllerAt(1);
+    for (quint8 number = 1; number <= simulator::Station::mostReplies; ++number)
+        controller(framed(echoRequest({1, 9, number}, "old"), CheckMethod::Crc));
+    return controller;
+}
+
 Peer alwaysSaying(const QByteArray& bytes)
 {
     return [=](const QByteArray&) { return bytes; };
@@ -215,10 +224,18 @@ void TestDiagnosis::verdicts()
          "no station answers: frames with CRC are acknowledged at this port", ""},
         {"losing some", "", "",
          hearing([](const QByteArray&, int number) { return number % 5 != 0; }, controllerAt(1)),
-         false, "unsteady: 2 of 10 echoes were lost or damaged", "--port P --station 1"},
+         false, "unsteady: 2 of 10 echoes were lost, damaged or not", "--port P --station 1"},
+        {"without ACKs", "", "",
+         [controller = controllerAt(1)](const QByteArray& heard) {
+             QByteArray answer = controller(heard);
+             return answer.startsWith(hex("1006")) ? answer.mid(2) : answer;
+         },
+         false, "unsteady: 10 of 10 echoes were lost, damaged or not", "--port P --station 1"},
         {"first one lost", "", "",
          hearing([](const QByteArray&, int number) { return number != 1; }, controllerAt(1)), true,
          "healthy: " + who, "--port P --station 1"},
+        {"full of old replies", "", "", controllerFull(), true, "healthy: " + who,
+         "--port P --station 1"},
         {"flow control", "", "",
          hearing([](const QByteArray& frame, int) { return !frame.contains(hex("1311")); },
                  controllerAt(1)),

@@ -1,3 +1,5 @@
+#include <QJsonArray>
+#include <QtEndian>
 #include <QtTest>
 
 #include "simulator/controller.h"
@@ -13,6 +15,7 @@ private slots:
     void readsEveryType();
     void takesTheModelsFiles();
     void showsLinkCounters();
+    void writesWhatItReads();
     void saysWhatIsWrong_data();
     void saysWhatIsWrong();
 };
@@ -71,6 +74,30 @@ void TestTablesFile::showsLinkCounters()
     controller.setLinkCounters({1, 2, 3, 4, 5, 6, 7, 8, 9});
     QCOMPARE(controller.execute(QByteArray::fromHex("01000F003412A2121E890A00")).mid(6).toHex(),
              QByteArray("010002000300000008000600000005000900"));
+}
+
+// Catches: a value that a written description loses: a float's last digit or its sign,
+// what is no number, the element words' order, a file's protection.
+void TestTablesFile::writesWhatItReads()
+{
+    DataTables tables = seededTables(5);
+    const quint32 floats[] = {0x7FC00001, 0xFF800000, 0x80000000, 0x3DCCCCCD, 0x7F7FFFFF, 1};
+    for (int i = 0; i < 6; ++i) {
+        QByteArray bytes(4, '\0');
+        qToLittleEndian(floats[i], bytes.data());
+        QVERIFY(tables.file(8)->write(i, 0, bytes));
+    }
+    tables.file(4)->write(0, 0, QByteArray::fromHex("0080FF7F0180"));
+    tables.file(7)->setProtected(true);
+    const QByteArray text = tablesText(tables, {{"series", "C"}, {"note", QJsonArray{1, "x"}}});
+    QVERIFY2(text.contains("[-32768,32767,-32767]") && text.contains(",0.1,"), text);
+    QString error;
+    const auto read = parseTables(text, 1, &error);
+    QVERIFY2(read, qPrintable(error));
+    QVERIFY(read->tables == tables);
+    QCOMPARE(read->model.series, 'C');
+    QCOMPARE(modelOfCatalogue("1766-L32BXBA")->name, QString("1400"));
+    QVERIFY(!modelOfCatalogue("1747-L532"));
 }
 
 void TestTablesFile::saysWhatIsWrong_data()
