@@ -263,6 +263,21 @@ LinkPlace::LinkPlace(ConnectionOptions options, DriverInterface& driver)
 LinkPlace::~LinkPlace() = default;
 LinkPlace::LinkPlace(LinkPlace&&) noexcept = default;
 
+host::TrafficReader::Taker observerOf(const LinkPlace& place)
+{
+    if (!place.trace)
+        return nullptr;
+    return [trace = place.trace.get()](const host::Sighting& sighting) { trace->take(sighting); };
+}
+
+void requireTrace(const LinkPlace& place)
+{
+    if (!place.trace)
+        return;
+    if (const std::optional<Failure> failure = place.trace->takeFailure())
+        throw Failure(*failure);
+}
+
 Connection::Connection(ConnectionOptions options)
     : m_parts(std::make_unique<Parts>(options.plugin))
 {
@@ -304,6 +319,16 @@ void Connection::write(const CommunicatorCommand& command, const QByteArray& dat
     m_parts->call.beginCall();
     m_parts->driver->write(m_parts->port.get(), command, data);
     requireSuccess(command.address);
+}
+
+AbstractDeviceInterface& Connection::port()
+{
+    return *m_parts->port;
+}
+
+const host::PortSettings& Connection::portSettings() const
+{
+    return m_parts->link->port().settings();
 }
 
 void Connection::requireSuccess(const QString& address)

@@ -17,6 +17,7 @@
 #include "host/project.h"
 #include "host/requestplan.h"
 #include "host/requestsplit.h"
+#include "host/traffic.h"
 
 namespace CLI {
 class App;
@@ -90,6 +91,11 @@ struct LinkPlace
     std::unique_ptr<Trace> trace; ///< of the link's traffic; null: none is wanted
 };
 
+/// Shows the link's traffic to its trace; empty: none is wanted. @p place lasts longer.
+host::TrafficReader::Taker observerOf(const LinkPlace& place);
+/// Throws what has gone wrong with the link's trace, once.
+void requireTrace(const LinkPlace& place);
+
 /// A loaded driver and an open port, with the embedded simulator behind it where
 /// the port is "sim". Everything is closed and unloaded at the end of its life.
 class Connection
@@ -108,6 +114,9 @@ public:
     host::PlanSettings planSettings() const;
     /// Runs one write. Throws as read() does.
     void write(const CommunicatorCommand& command, const QByteArray& data);
+    /// The open port, traced as reads and writes are; for use between them.
+    AbstractDeviceInterface& port();
+    const host::PortSettings& portSettings() const;
 
 private:
     void requireSuccess(const QString& address);

@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 
 #include "decode.h"
+#include "doctor.h"
 #include "failure.h"
 #include "info.h"
 #include "links.h"
@@ -23,7 +24,7 @@ int exitStatus(ExitCode code)
 const char* const EXIT_CODES =
     "Exit codes: 0 all done; 2 wrong usage or unusable address; 3 port; 4 no answer;\n"
     "5 damaged traffic; 6 refused by the controller; 7 reads back otherwise than\n"
-    "written; 8 standard output or the trace can't be written to.\n";
+    "written; 8 output or the trace can't be written to; 130 interrupted.\n";
 
 int runWith(int argc, char** argv)
 {
@@ -40,6 +41,7 @@ int runWith(int argc, char** argv)
     addReadVerb(app, run);
     addWriteVerb(app, run);
     addPollVerb(app, run);
+    addDoctorVerb(app, run);
     addSimulateVerb(app, run);
     addWatchVerb(app, run);
 

@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include "trace.h"
-
 namespace {
 
 CLI::Option* addTimeTo(CLI::App& verb, const char* name, qint64& milliseconds, const char* text)
@@ -38,23 +36,12 @@ std::unique_ptr<host::LinkPoller> pollerFor(const LinkPlace& place, const QStrin
     source.port = place.port;
     source.dataBytes = place.dataBytes;
     source.tags = std::move(tags);
-    if (place.trace)
-        source.observe = [trace = place.trace.get()](const host::Sighting& sighting) {
-            trace->take(sighting);
-        };
+    source.observe = observerOf(place);
     host::PollSettings settings;
     settings.intervalMs = rate.interval;
     settings.count = rate.count;
     settings.longestPauseMs = rate.longestPause;
     return std::make_unique<host::LinkPoller>(std::move(source), settings, driver.create());
-}
-
-void requireTrace(const LinkPlace& place)
-{
-    if (!place.trace)
-        return;
-    if (const std::optional<Failure> failure = place.trace->takeFailure())
-        throw Failure(*failure);
 }
 
 QString textOf(const host::PollSource& source, const host::PollTotals& totals)

@@ -23,8 +23,5 @@ std::unique_ptr<host::LinkPoller> pollerFor(const LinkPlace& place, const QStrin
                                             std::vector<host::Tag> tags, const RateOptions& rate,
                                             const LoadedDriver& driver);
 
-/// Throws what has gone wrong with the link's trace, once.
-void requireTrace(const LinkPlace& place);
-
 /// One line about a link's polling, for the end of it.
 QString textOf(const host::PollSource& source, const host::PollTotals& totals);
