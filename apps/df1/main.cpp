@@ -3,6 +3,7 @@
 
 #include "decode.h"
 #include "doctor.h"
+#include "dump.h"
 #include "failure.h"
 #include "info.h"
 #include "links.h"
@@ -10,6 +11,7 @@
 #include "plan.h"
 #include "poll.h"
 #include "read.h"
+#include "restore.h"
 #include "simulate.h"
 #include "watch.h"
 #include "write.h"
@@ -41,6 +43,8 @@ int runWith(int argc, char** argv)
     addReadVerb(app, run);
     addWriteVerb(app, run);
     addPollVerb(app, run);
+    addDumpVerb(app, run);
+    addRestoreVerb(app, run);
     addDoctorVerb(app, run);
     addSimulateVerb(app, run);
     addWatchVerb(app, run);

@@ -341,7 +341,7 @@ void TestDf1::completes()
         const char* words;
         const char* offered;
     } rows[] = {
-        {"bash", "re", "read"},
+        {"bash", "re", "read restore"},
         {"bash", "write --ver", "--verify"},
         {"bash", "read --format ", "text json csv"},
         {"bash", "read --format = j", "json"},

@@ -45,6 +45,7 @@ void TestTrace::initTestCase()
 {
     QFile list(path("tags.csv"));
     QVERIFY(list.open(QIODevice::WriteOnly) && list.write("name,address\nspeed,N7:0\n") > 0);
+    QCOMPARE(df1("dump N7 -o " + path("dump.json")).exitCode, 0);
 }
 
 // Catches: an error that hides what was on the line, and an exit code that changes with it.
@@ -110,7 +111,8 @@ void TestTrace::tracesComeBack()
 void TestTrace::tracesEveryVerb()
 {
     for (const QString& verb : {QString("write N7:0 1"), QString("watch N7:0 --count 1"),
-                                "poll --count 1 " + path("tags.csv")}) {
+                                "poll --count 1 " + path("tags.csv"), QString("doctor"),
+                                QString("dump N7"), "restore --yes " + path("dump.json")}) {
         const Outcome outcome = df1(verb + " --trace -");
         QVERIFY2(outcome.exitCode == 0 && outcome.errors.contains("Z < ACK [10 06]\n"),
                  qPrintable(verb + outcome.errors));

@@ -1,0 +1,14 @@
+// df1 restore: a dump back into a controller.
+#pragma once
+
+#include "failure.h"
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+/// Adds the verb to @p app; once the command line is parsed, and if the verb was
+/// given, @p run is what to do. Run throws Failure.
+void addRestoreVerb(CLI::App& app, std::function<ExitCode()>& run);
