@@ -71,7 +71,7 @@ private slots:
             {"status F0, 09", Pieces() << extended, refused, 1, 0},
             {"status F0, 10 doubled", Pieces() << reply(1, hex("10"), "F0"), refused, 1, 0},
             {"status F0, damaged", Pieces() << damaged(extended), crc, 0, 0},
-            {"status F0, lone DLE", Pieces() << extended.left(10) + hex("1041100301"), crc, 0, 0},
+            {"status F0, lone DLE", Pieces() << extended.left(10) + hex("104110F6EF"), crc, 0, 0},
             {"status F0, cut", Pieces() << extended.left(13), crc, 0, 0},
             {"data: cut", Pieces() << whole.left(15), loss, 0, 0},
             {"data: late", Pieces() << whole.left(15) << whole.mid(15), loss, 0, 0},
@@ -127,10 +127,10 @@ private slots:
         } rows[] = {
             {1, reply(1, hex("3412")), sound + "receive 6: 341210034fa7, send 1006"},
             {1, reply(1, hex("7810")), sound + "receive 6: 78101010038f, receive 1: 10, send 1006"},
-            {5, reply(1, QByteArray(10, '\x10')),
+            {5, reply(1, 'A' + QByteArray(9, '\x10')),
              sound
-                 + "receive 14: 1010101010101010101010101010, receive 7: 10101010101010, "
-                   "receive 3: 03cfea, send 1006"},
+                 + "receive 14: 4110101010101010101010101010, receive 7: 10101010101003, "
+                   "receive 2: ca17, send 1006"},
             {1, reply(1, hex("09"), "F0"),
              "receive 2: 1006, receive 2: 1002, " + refused + "receive 5: 0910031947, send 1006"},
             {1, reply(1, hex("10"), "F0"),
