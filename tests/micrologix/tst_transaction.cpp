@@ -227,6 +227,13 @@ private slots:
         QVERIFY(driver.read(&port, request(2, 1, "N7:0")).isEmpty());
         QCOMPARE(driver.getLastError(), QString("read N7:0:response CRC error"));
         QCOMPARE(port.sent.count(ACK), 1);
+
+        // So many DLEs that the buffer, once they are folded, is shorter than the reply.
+        QByteArray dles = reply(1, QByteArray(82, '\x10'));
+        ScriptedPort full;
+        full.answer(dles.remove(dles.size() - 4, 1) + QByteArray(3, '\0'));
+        QVERIFY(DriverABMicroLogix().read(&full, request(2, 83, "N7:0")).isEmpty());
+        QCOMPARE(full.sent.count(ACK), 0);
     }
 
     // Catches: a port's count believed beyond the receive buffer, a station number
