@@ -2,6 +2,7 @@
 # Everything it says goes to standard error; standard output is the caller's.
 
 build_packages="g++ cmake ninja-build qtbase5-dev libqt5serialport5-dev libcli11-dev libpcap0.8-dev libqt5sql5-sqlite"
+bench_packages="libbenchmark-dev zlib1g-dev pkg-config libmodbus-dev libqt5serialbus5-dev valgrind strace"
 arm_packages="g++-arm-linux-gnueabihf qemu-user-static mmdebstrap"
 package_packages="make dpkg-dev file lintian pkg-config"
 qt6_packages="qt6-base-dev qt6-5compat-dev qt6-serialport-dev libqt6sql6-sqlite"

@@ -27,6 +27,9 @@ struct ProtectedSleep : QThread
 /// Blocks the calling thread for @p milliseconds.
 inline void sleepMilliseconds(unsigned long milliseconds)
 {
+    // The system makes its timers' slack of it, 50 microseconds and more.
+    if (milliseconds == 0)
+        return;
 #if QT_VERSION < 0x050000
     ProtectedSleep::msleep(milliseconds);
 #else

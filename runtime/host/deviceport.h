@@ -44,7 +44,8 @@ public:
     /// time-out, which starts again with every arrival. The whole wait lasts at
     /// most the time-out plus twice the line time of @p maxBytes bytes. Both
     /// count from when the bytes sent before have left the line, as far as the
-    /// time of one byte is known. Returns at once when the device is lost.
+    /// time of one byte is known; once all that was waited for has come, they
+    /// have. Returns at once when the device is lost.
     /// What has come is stored in every case; no buffer or no room gives 0.
     int receiveData(unsigned char* buffer, int maxBytes) override;
     /// Returns when the operating system has taken all bytes, or after the

@@ -45,22 +45,26 @@ Throttle::Throttle(int bitsPerSecond)
     : m_bitsPerSecond(bitsPerSecond)
 {}
 
-int Throttle::allowed(qint64 now)
+void Throttle::begin(qint64 time)
+{
+    if (m_isActive)
+        return;
+    m_isActive = true;
+    m_since = time;
+    m_passed = 0;
+}
+
+int Throttle::allowed(qint64 now) const
 {
     if (m_bitsPerSecond == 0)
         return INT_MAX;
-    if (!m_isActive) {
-        m_isActive = true;
-        m_since = now;
-        m_passed = 0;
-    }
     const qint64 through = (now - m_since) * m_bitsPerSecond / bitsPerByte / microsecondsPerSecond;
     return static_cast<int>(std::min<qint64>(through - m_passed, INT_MAX));
 }
 
-qint64 Throttle::next() const
+qint64 Throttle::through(qint64 bytes) const
 {
-    const qint64 bits = (m_passed + 1) * bitsPerByte;
+    const qint64 bits = bytes * bitsPerByte;
     return m_since + (bits * microsecondsPerSecond + m_bitsPerSecond - 1) / m_bitsPerSecond;
 }
 
@@ -110,6 +114,7 @@ bool Session::step()
     if (polled[2].revents != 0)
         m_line.accept();
 
+    m_heardAt.reset();
     const qint64 now = monotonicUs();
     for (auto* gate : {&m_inputAt, &m_outputAt}) {
         if (*gate && **gate <= now)
@@ -155,7 +160,9 @@ std::optional<timespec> Session::patience() const
 void Session::receive()
 {
     std::array<char, 512> buffer;
-    const int allowed = m_input.allowed(monotonicUs());
+    const qint64 now = monotonicUs();
+    m_input.begin(now);
+    const int allowed = m_input.allowed(now);
     if (allowed <= 0) {
         m_inputAt = m_input.next();
         return;
@@ -171,6 +178,7 @@ void Session::receive()
         return;
     }
     m_input.pass(count);
+    m_heardAt = m_input.last(now);
     if (isEmpty(m_line.stream()))
         m_input.rest();
     if (m_station.isBetweenSymbols())
@@ -184,7 +192,9 @@ void Session::send()
         m_toSend.clear();
         return;
     }
-    const int allowed = m_output.allowed(monotonicUs());
+    const qint64 now = monotonicUs();
+    m_output.begin(m_heardAt.value_or(now));
+    const int allowed = m_output.allowed(now);
     if (allowed <= 0) {
         m_outputAt = m_output.next();
         return;

@@ -20,16 +20,22 @@ public:
     /// 0: as fast as they come. A byte takes ten bits.
     explicit Throttle(int bitsPerSecond);
 
-    /// How many bytes may pass at @p now, in microseconds. The first call after
-    /// rest() is when the first byte begins.
-    int allowed(qint64 now);
+    /// The first byte since rest() begins at @p time, in microseconds like all times here.
+    /// Without rest() the bytes go on as they do.
+    void begin(qint64 time);
+    /// How many bytes may pass at @p now, after a call to begin().
+    int allowed(qint64 now) const;
     void pass(qint64 bytes) { m_passed += bytes; }
     /// Nothing waits any more.
     void rest() { m_isActive = false; }
-    /// When the next byte will be through, after a call to allowed().
-    qint64 next() const;
+    /// When the byte after those that have passed will be through; not at pace 0.
+    qint64 next() const { return through(m_passed + 1); }
+    /// When, by the pace, the last byte that has passed was through; at pace 0 @p now.
+    qint64 last(qint64 now) const { return m_bitsPerSecond == 0 ? now : through(m_passed); }
 
 private:
+    qint64 through(qint64 bytes) const;
+
     int m_bitsPerSecond;
     bool m_isActive = false;
     qint64 m_since = 0;
@@ -79,6 +85,9 @@ private:
     Faults m_faults;
     Throttle m_input;
     Throttle m_output;
+    // When the bytes taken in this step came, by the pace: that the system's timers woke
+    // the loop later is no delay of the line, so their answer begins then.
+    std::optional<qint64> m_heardAt;
     std::optional<qint64> m_inputAt;  // microseconds; until then nothing is taken
     std::optional<qint64> m_outputAt; // likewise: nothing is sent
     std::deque<TimedBytes> m_waiting; // by their time

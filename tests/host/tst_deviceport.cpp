@@ -100,6 +100,7 @@ class TestDevicePort : public QObject
 private slots:
     void receives();
     void wholeWaitIsCapped();
+    void answersComeFasterThanTheLine();
     void asksTheDeviceSparingly();
     void pendingAndClear();
     void loss();
@@ -168,6 +169,23 @@ void TestDevicePort::wholeWaitIsCapped()
     QVERIFY(clock.elapsed() >= 400); // 200 + 2 * 20 * 5
     QVERIFY2(received.size() < 20, "the wait lasted 800 ms or more");
     QVERIFY(!received.isEmpty());
+}
+
+// Catches: line time of requests answered long ago that adds up and prolongs the wait for an
+// answer that does not come.
+void TestDevicePort::answersComeFasterThanTheLine()
+{
+    Wire wire(WireKind::PseudoTerminal, waiting(100, 0.01));
+    QVERIFY(wire.isValid());
+    for (int i = 0; i < 5; ++i) {
+        send(wire.port(), QByteArray(100, 'r'));
+        wire.peerWrites("ab");
+        QCOMPARE(receive(wire.port(), 2), QByteArray("ab"));
+    }
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(receive(wire.port(), 2), QByteArray());
+    QVERIFY(clock.elapsed() < 2000);
 }
 
 // Catches: a wait though enough is there, more than one wait for an arrival, a device that

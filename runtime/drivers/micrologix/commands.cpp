@@ -14,9 +14,11 @@ const unsigned char FNC_TYPED_MASKED_WRITE = 0xAB;
 QByteArray typedCommand(QByteArray header, const QByteArray& fileName, int size,
                         unsigned short element, unsigned char subElement)
 {
-    header.append(ByteArrayPack("CCC", size, DF1GetFileNo(fileName), DF1GetFileType(fileName)));
+    df1::appendByte(header, size);
+    df1::appendByte(header, DF1GetFileNo(fileName));
+    df1::appendByte(header, DF1GetFileType(fileName));
     df1::appendVariableNumber(header, element);
-    header.append(static_cast<char>(subElement));
+    df1::appendByte(header, subElement);
     return header;
 }
 
@@ -43,7 +45,8 @@ QByteArray DF1PackWriteBitCmd(const QByteArray& fileName, unsigned char destinat
         typedCommand(df1::commandHeader(destination, source, transaction, FNC_TYPED_MASKED_WRITE),
                      fileName, wordSize, element, subElement);
     const int mask = 1 << (bit % 16);
-    message.append(ByteArrayPack("vv", mask, value ? mask : 0));
+    df1::appendWord(message, mask);
+    df1::appendWord(message, value ? mask : 0);
     DF1ToDataLinkLayerPacket(message);
     return message;
 }
@@ -53,9 +56,10 @@ QByteArray DF1PackWriteBytesCmd(const QByteArray& fileName, unsigned char destin
                                 unsigned short element, unsigned char subElement,
                                 const QByteArray& data)
 {
+    const int size = static_cast<int>(data.size());
     QByteArray message =
-        typedCommand(df1::commandHeader(destination, source, transaction, FNC_TYPED_WRITE),
-                     fileName, static_cast<int>(data.size()), element, subElement);
+        typedCommand(df1::commandHeader(destination, source, transaction, FNC_TYPED_WRITE, size),
+                     fileName, size, element, subElement);
     message.append(data);
     DF1ToDataLinkLayerPacket(message);
     return message;

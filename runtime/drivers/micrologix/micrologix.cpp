@@ -8,14 +8,17 @@ namespace {
 const QString VERSION = QLatin1String("1.0.0");
 const int BLOCK_SIZE = 1024;
 
-/// Also of a number that no integer type holds.
-bool isAllDigits(const QByteArray& text)
+/// Whether @p fileName has digits behind its letter that make a number above @p limit.
+bool isNumberedAbove(const QByteArray& fileName, int limit)
 {
-    for (int i = 0; i < text.size(); ++i) {
-        if (text.at(i) < '0' || text.at(i) > '9')
+    int number = 0;
+    for (int i = 1; i < fileName.size(); ++i) {
+        const int digit = fileName.at(i) - '0';
+        if (digit < 0 || digit > 9)
             return false;
+        number = qMin(10 * number + digit, limit + 1);
     }
-    return !text.isEmpty();
+    return number > limit;
 }
 
 /// Output and input files have one number, whatever follows their letter.
@@ -177,8 +180,6 @@ bool DriverABMicroLogix::refuse(const QString& address)
 /// it would reach another file.
 bool DriverABMicroLogix::canName(const QString& address, const QByteArray& fileName)
 {
-    bool isNumber = false;
-    const qulonglong number = fileName.mid(1).toULongLong(&isNumber);
-    const bool isCut = isNumber ? number > 255 : isAllDigits(fileName.mid(1));
-    return !isCut || hasFixedNumber(fileName) || refuse(address);
+    const int largest = 255;
+    return !isNumberedAbove(fileName, largest) || hasFixedNumber(fileName) || refuse(address);
 }
