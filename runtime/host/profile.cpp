@@ -32,9 +32,11 @@ const NumberKey NUMBER_KEYS[] = {
     {"limit", 6, MOST_DATA_BYTES, &LinkProfile::limit},
 };
 
+/// In one line, whatever names and values from the file the text repeats.
 bool fail(QString* error, const QString& place, const QString& text)
 {
     *error = place + QStringLiteral(": ") + text;
+    error->replace(QLatin1Char('\n'), QLatin1Char(' '));
     return false;
 }
 

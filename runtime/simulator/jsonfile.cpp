@@ -35,8 +35,8 @@ void requireKnown(const QJsonObject& object, const QString& path, const QStringL
 int jsonNumber(const QJsonValue& value, const QString& path, int low, int high)
 {
     const double number = value.toDouble();
-    if (!value.isDouble() || number != static_cast<double>(static_cast<qint64>(number))
-        || number < low || number > high)
+    if (!value.isDouble() || number < low || number > high
+        || number != static_cast<double>(static_cast<int>(number)))
         throw JsonFault(path, QString("must be a whole number from %1 to %2").arg(low).arg(high));
     return static_cast<int>(number);
 }

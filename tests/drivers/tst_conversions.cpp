@@ -195,6 +195,7 @@ private slots:
         // Bits, count, fitted, cleared.
         const char* const rows[][4] = {{"FFFFFF", "16", "FFFF", "FFFFFF"},
                                        {"FFFFFF", "9", "FFFF", "FF01FF"},
+                                       {"FFFFFF", "17", "FFFFFF", "FFFF01"},
                                        {"FF", "7", "FF", "7F"},
                                        {"FF", "9", "FF00", "FF00"},
                                        {"FF", "17", "FF0000", "FF"},

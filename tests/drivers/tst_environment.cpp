@@ -223,7 +223,7 @@ private slots:
     // a second that is dropped or overflows.
     void sleepsThroughSignals()
     {
-        const int rows[] = {300, 1999};
+        const int rows[] = {300, 1000, 1999};
         std::signal(SIGALRM, countAlarm);
         ring(1000);
         for (int milliseconds : rows) {

@@ -54,6 +54,7 @@ private slots:
             const char* folded;
             bool sound;
         } rows[] = {
+            {"no DLE", "4142", 0, 2, "4142", true},
             {"two pairs", "10101010", 0, 4, "1010", true},
             {"pair before a lone DLE", "10101041", 0, 4, "101041", false},
             {"cut pair", "4110", 0, 2, "4110", false},

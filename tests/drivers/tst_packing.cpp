@@ -1,6 +1,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <random>
 
@@ -91,6 +92,7 @@ private slots:
         unsigned char first = 0, second = 0;
         QCOMPARE(DataUnpack(bytesOf(source), "x2XC0x0X3xXC", &first, &second), 9);
         QCOMPARE(first * 256 + second, 0x308);
+        QCOMPARE(DataUnpack(bytesOf(source), "2147483647x"), INT_MAX);
     }
 
     // Catches: an error taken for a field, a partial array handed out, fields before
@@ -120,6 +122,7 @@ private slots:
                                     "0S",
                                     "2 C",
                                     "4294967297C",
+                                    "4294967297x",
                                     "21474836471C",
                                     "18446744073709551617C"};
         for (const char* row : rows) {

@@ -100,13 +100,14 @@ class TestSettings : public QObject
     Q_OBJECT
 
 private slots:
-    // Catches: a constructor or copy that carries a field it should leave.
+    // Catches: a constructor or copy that carries a field it should leave, or makes one up.
     void driverSettingKeepsWhatItShould()
     {
         const DriverSetting four(500, 3, 1, 7), six(500, 3, 1, 7, "ignored", 9);
         QVERIFY(four.extraText.isNull() && !four.extraFlag);
         QVERIFY(six.extraText.isNull() && !six.extraFlag);
         QCOMPARE(written(six), written(four));
+        QCOMPARE(defaultPort().extraValue, 0);
 
         const DriverSetting eight(1, 2, 3, 4, "ignored", 9, "kept", true);
         QVERIFY(eight.extraText == "kept" && eight.extraFlag);

@@ -89,7 +89,7 @@ private slots:
             {"to itself", Sizes() << 4 << -1, stored, 1, 4, -1, ""},
             {"to one behind it", Sizes() << -1 << 4, stored, 0, 0, -1, ""},
             {"behind a bad one", Sizes() << -1 << 4, stored, 1, 0, 4, "07050000"},
-            {"huge", Sizes() << INT_MAX << INT_MAX << INT_MAX << 1, stored, 3, INT_MAX, 1, ""},
+            {"huge", Sizes() << INT_MAX << INT_MAX << 2 << 1, stored, 3, INT_MAX, 1, ""},
         };
         for (const auto& row : rows) {
             TxPackage package;
@@ -111,6 +111,8 @@ private slots:
         QCOMPARE(package.byteArrayData(), hex("A1A2A30000"));
         package.setSectionSize(Sizes() << 2);
         QCOMPARE(package.byteArrayData(), hex("A1A2"));
+        package.setSectionSize(Sizes() << (1 << 30));
+        QCOMPARE(package.totalSize(), 0);
         package.setSectionSize(Sizes() << INT_MAX << INT_MAX << 4);
         QCOMPARE(package.totalSize(), 0);
         QCOMPARE(package.numberOfSections(), 3);

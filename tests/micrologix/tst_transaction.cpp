@@ -71,7 +71,7 @@ private slots:
             {"status F0, 09", Pieces() << extended, refused, 1, 0},
             {"status F0, 10 doubled", Pieces() << reply(1, hex("10"), "F0"), refused, 1, 0},
             {"status F0, damaged", Pieces() << damaged(extended), crc, 0, 0},
-            {"status F0, lone DLE", Pieces() << extended.left(10) + hex("1041100301"), crc, 0, 0},
+            {"status F0, lone DLE", Pieces() << extended.left(10) + hex("104110F6EF"), crc, 0, 0},
             {"status F0, cut", Pieces() << extended.left(13), crc, 0, 0},
             {"data: cut", Pieces() << whole.left(15), loss, 0, 0},
             {"data: late", Pieces() << whole.left(15) << whole.mid(15), loss, 0, 0},
@@ -127,10 +127,10 @@ private slots:
         } rows[] = {
             {1, reply(1, hex("3412")), sound + "receive 6: 341210034fa7, send 1006"},
             {1, reply(1, hex("7810")), sound + "receive 6: 78101010038f, receive 1: 10, send 1006"},
-            {5, reply(1, QByteArray(10, '\x10')),
+            {5, reply(1, 'A' + QByteArray(9, '\x10')),
              sound
-                 + "receive 14: 1010101010101010101010101010, receive 7: 10101010101010, "
-                   "receive 3: 03cfea, send 1006"},
+                 + "receive 14: 4110101010101010101010101010, receive 7: 10101010101003, "
+                   "receive 2: ca17, send 1006"},
             {1, reply(1, hex("09"), "F0"),
              "receive 2: 1006, receive 2: 1002, " + refused + "receive 5: 0910031947, send 1006"},
             {1, reply(1, hex("10"), "F0"),
@@ -227,6 +227,13 @@ private slots:
         QVERIFY(driver.read(&port, request(2, 1, "N7:0")).isEmpty());
         QCOMPARE(driver.getLastError(), QString("read N7:0:response CRC error"));
         QCOMPARE(port.sent.count(ACK), 1);
+
+        // So many DLEs that the buffer, once they are folded, is shorter than the reply.
+        QByteArray dles = reply(1, QByteArray(82, '\x10'));
+        ScriptedPort full;
+        full.answer(dles.remove(dles.size() - 4, 1) + QByteArray(3, '\0'));
+        QVERIFY(DriverABMicroLogix().read(&full, request(2, 83, "N7:0")).isEmpty());
+        QCOMPARE(full.sent.count(ACK), 0);
     }
 
     // Catches: a port's count believed beyond the receive buffer, a station number
