@@ -55,6 +55,19 @@ ExitCode exitCodeOf(const host::Diagnosis& diagnosis, const host::DiagnosisSetti
     }
 }
 
+Table recordOf(const host::Diagnosis& diagnosis, const QString& verdict, const QString& options)
+{
+    const auto& controller = diagnosis.controller;
+    const auto told = [&](const QString& text) {
+        return text.isEmpty() ? Cell::missing() : Cell::text(text);
+    };
+    return {{{"finding"}, {"verdict"}, {"options"}, {"controller"}, {"mode"}, {"program"}},
+            {{Cell::text(nameOf(diagnosis.finding)), Cell::text(verdict), told(options),
+              told(controller ? controller->name : QString()),
+              told(controller ? modeText(*controller) : QString()),
+              controller ? Cell::number(controller->programId) : Cell::missing()}}};
+}
+
 ExitCode runDoctor(const DoctorOptions& options)
 {
     EndSignals ending;
@@ -81,12 +94,13 @@ ExitCode runDoctor(const DoctorOptions& options)
     if (diagnosis.finding == host::Finding::PortFault)
         throw Failure(ExitCode::Port, diagnosis.fault);
 
-    QString result = verdictOf(diagnosis, settings) + QLatin1Char('\n');
+    const QString verdict = verdictOf(diagnosis, settings);
     const QString given =
         optionsFor(diagnosis, place.simulator ? QStringLiteral("sim") : place.link);
-    if (!given.isEmpty())
-        result += given + QLatin1Char('\n');
-    print(result.toUtf8());
+    if (options.output.format() != Format::Text)
+        printTables({recordOf(diagnosis, verdict, given)}, options.output.format());
+    else
+        print((given.isEmpty() ? verdict + '\n' : verdict + '\n' + given + '\n').toUtf8());
     return exitCodeOf(diagnosis, settings);
 }
 
@@ -100,6 +114,7 @@ void addDoctorVerb(CLI::App& app, std::function<ExitCode()>& run)
     options->connection.addTo(*verb);
     verb->add_flag("--all-stations", options->allStations,
                    "Ask every station number even where nothing comes back at all");
+    options->output.addFormatTo(*verb);
     options->output.addQuietTo(*verb);
     verb->footer(
         "Asks by echo and diagnostic status only, which change nothing in a controller: with the\n"

@@ -206,8 +206,7 @@ private:
                                                 m_result.check, m_settings.timeoutMs);
             tell(m_result.station, m_result.check, answer.outcome, true);
             ++m_result.asked;
-            if (answer.outcome == ProbeOutcome::Replied && answer.isAcknowledged
-                && answer.reply.data == data)
+            if (answer.isClean && answer.reply.data == data)
                 continue;
             ++m_result.lost;
             lostWithFlowControl += withFlowControl ? 1 : 0;

@@ -94,12 +94,12 @@ struct Diagnosis
     LineSettings line; ///< what was found, or where something came back first
     int station = 0;   ///< that answers
     CheckMethod check = CheckMethod::Crc;
-    bool hasLineSettings = true;                ///< otherwise the line's can't be told from here
-    int linesTried = 0;                         ///< different settings of the line
-    int named = 0;                              ///< the station that replies name; of Misnamed
-    int status = 0;                             ///< STS; of Refused
-    int asked = 0;                              ///< echoes; of Unsteady and FlowControl
-    int lost = 0;                               ///< of these; without a right answer
+    bool hasLineSettings = true; ///< otherwise the line's can't be told from here
+    int linesTried = 0;          ///< different settings of the line
+    int named = 0;               ///< the station that replies name; of Misnamed
+    int status = 0;              ///< STS; of Refused
+    int asked = 0;               ///< echoes; of Unsteady and FlowControl
+    int lost = 0;                ///< of these; without a right answer and nothing else
     std::optional<ControllerStatus> controller; ///< who answers, where it has told
     QString fault;                              ///< of PortFault: one line
 };
@@ -113,6 +113,8 @@ Diagnosis diagnose(DiagnosisLine& line, const DiagnosisSettings& settings,
 
 /// Whether the controller answers rightly, and does so with what was given.
 bool isHealthyAsGiven(const Diagnosis& diagnosis, const DiagnosisSettings& settings);
+/// A word for programs, such as "silence" or "flow-control".
+QString nameOf(Finding finding);
 /// One line: what was found, and what to do about it.
 QString verdictOf(const Diagnosis& diagnosis, const DiagnosisSettings& settings);
 /// What to give df1 for the controller that was found, such as "--port /dev/ttyUSB0

@@ -71,6 +71,14 @@ QString echoText(const Diagnosis& diagnosis)
 
 }
 
+QString nameOf(Finding finding)
+{
+    static const char* const names[] = {"silence",      "garbage",  "naks",    "unanswered",
+                                        "misnamed",     "port",     "echo",    "bcc",
+                                        "flow-control", "unsteady", "refused", "healthy"};
+    return QLatin1String(names[static_cast<int>(finding)]);
+}
+
 bool isHealthyAsGiven(const Diagnosis& diagnosis, const DiagnosisSettings& settings)
 {
     return diagnosis.finding == Finding::Healthy && diagnosis.station == settings.station
@@ -117,8 +125,8 @@ QString verdictOf(const Diagnosis& diagnosis, const DiagnosisSettings& settings)
                               "(XON/XOFF) off at the converter or device server; it is %1")
             .arg(whoOf(diagnosis));
     case Finding::Unsteady:
-        return QStringLiteral("unsteady: %1 of %2 echoes were lost, damaged or not acknowledged; "
-                              "check cable, shield and ground; it is %3")
+        return QStringLiteral("unsteady: %1 of %2 echoes were lost, damaged, not acknowledged or "
+                              "among stray bytes; check cable, shield and ground; it is %3")
             .arg(diagnosis.lost)
             .arg(diagnosis.asked)
             .arg(whoOf(diagnosis));

@@ -38,12 +38,19 @@ bool takeMore(AbstractDeviceInterface& port, QByteArray& received, const QElapse
     }
 }
 
+/// Whether a driver, which takes an answer byte by byte, would find it right.
+bool isClean(const LineAnswer& answer)
+{
+    return !answer.isEchoed && answer.acks == 1 && answer.naks == 0 && answer.enqs == 0
+           && answer.strays == 0 && answer.messages.size() == 1;
+}
+
 std::optional<ProbeAnswer> replyIn(const LineAnswer& answer, const QByteArray& request)
 {
     for (const SoundMessage& message : answer.messages) {
         if (const auto reply = replyTo(request, message.bytes))
             return ProbeAnswer{ProbeOutcome::Replied, *reply, message.check, answer.isEchoed,
-                               answer.acks > 0};
+                               isClean(answer)};
     }
     return std::nullopt;
 }
@@ -121,7 +128,7 @@ ProbeAnswer ask(AbstractDeviceInterface& port, const QByteArray& request, CheckM
     }
     if (const auto replied = replyIn(answer, request))
         return *replied;
-    return ProbeAnswer{outcomeWithoutReply(answer), {}, check, answer.isEchoed, answer.acks > 0};
+    return ProbeAnswer{outcomeWithoutReply(answer), {}, check, answer.isEchoed, false};
 }
 
 void releaseReplies(AbstractDeviceInterface& port, double secondsPerByte)

@@ -31,7 +31,7 @@ struct ProbeAnswer
     Reply reply;                          ///< of Replied
     CheckMethod check = CheckMethod::Crc; ///< that the reply has
     bool isEchoed = false;                ///< what was sent came back, whatever else did
-    bool isAcknowledged = false;          ///< with an ACK, which the driver insists on
+    bool isClean = false;                 ///< an ACK and the reply came, and nothing else
 };
 
 /// How long an answer may take.

@@ -224,13 +224,16 @@ void TestDiagnosis::verdicts()
          "no station answers: frames with CRC are acknowledged at this port", ""},
         {"losing some", "", "",
          hearing([](const QByteArray&, int number) { return number % 5 != 0; }, controllerAt(1)),
-         false, "unsteady: 2 of 10 echoes were lost, damaged or not", "--port P --station 1"},
+         false, "unsteady: 2 of 10 echoes were lost, damaged, not", "--port P --station 1"},
         {"without ACKs", "", "",
          [controller = controllerAt(1)](const QByteArray& heard) {
              QByteArray answer = controller(heard);
              return answer.startsWith(hex("1006")) ? answer.mid(2) : answer;
          },
-         false, "unsteady: 10 of 10 echoes were lost, damaged or not", "--port P --station 1"},
+         false, "unsteady: 10 of 10 echoes were lost, damaged, not", "--port P --station 1"},
+        {"stray bytes", "", "",
+         [peer = controllerAt(1)](const QByteArray& heard) { return hex("FE") + peer(heard); },
+         false, "unsteady: 10 of 10", "--port P --station 1"},
         {"first one lost", "", "",
          hearing([](const QByteArray&, int number) { return number != 1; }, controllerAt(1)), true,
          "healthy: " + who, "--port P --station 1"},
