@@ -156,8 +156,8 @@ QJsonObject headOf(const std::optional<host::ControllerStatus>& status,
 ExitCode runDump(const DumpOptions& options)
 {
     const std::vector<host::DataFileName> names = namesIn(options.files);
+    Target target(options.target); // a pipe waits for its reader, until Ctrl-C
     EndSignals ending;
-    Target target(options.target);
     ConnectionOptions connection = options.connection;
     connection.takeProfile();
     TableConnection access(connection, ending);
@@ -191,7 +191,7 @@ void addDumpVerb(CLI::App& app, std::function<ExitCode()>& run)
         ->type_name("FILES");
     verb->add_option("-o,--output", options->target,
                      "File to write, whole or not at all (standard output)")
-        ->type_name("OUT.json");
+        ->type_name("FILE");
     options->output.addQuietTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 dump -o plant.json --port /dev/ttyUSB0\n"

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <QJsonArray>
+#include <algorithm>
 #include <iostream>
 #include <poll.h>
 #include <unistd.h>
@@ -121,7 +122,7 @@ host::DataFile takeNamed(const Wanted& wanted, const RestoreOptions& options,
     const auto name = host::parseDataFileName(QString::fromStdString(text), &error);
     if (!name)
         throw usage(error);
-    if (isDangerous(*name) && !options.isConfirmed)
+    if (isDangerous(*name) && !options.isConfirmed && !options.isDryRun)
         throw usage(QStringLiteral("%1: writing outputs, inputs or status words can move machines "
                                    "or stop the controller; add --yes to do it")
                         .arg(name->text()));
@@ -136,8 +137,13 @@ host::DataFile takeNamed(const Wanted& wanted, const RestoreOptions& options,
 std::vector<host::DataFile> chosen(const Wanted& wanted, const RestoreOptions& options)
 {
     std::vector<host::DataFile> files;
-    for (const std::string& text : options.files)
-        files.push_back(takeNamed(wanted, options, text));
+    for (const std::string& text : options.files) {
+        const host::DataFile named = takeNamed(wanted, options, text);
+        const bool isNew = std::none_of(files.begin(), files.end(),
+                                        [&](const auto& file) { return file.name == named.name; });
+        if (isNew)
+            files.push_back(named);
+    }
     if (!options.files.empty())
         return files;
     QStringList leftOut;
@@ -173,9 +179,7 @@ public:
 
     ExitCode run()
     {
-        for (const host::DataFile& file : m_wanted)
-            compare(file);
-        m_progress.clear();
+        compareAll();
         printDifferences();
         requireAll();
         if (m_count > 0 && !m_options.isDryRun) {
@@ -219,6 +223,18 @@ private:
                                          "downloaded?")
                               .arg(name));
         return {wanted.name, *bytes};
+    }
+
+    void compareAll()
+    {
+        try {
+            for (const host::DataFile& file : m_wanted)
+                compare(file);
+        } catch (const Failure& failure) {
+            throw Failure(failure.code(), QString::fromUtf8(failure.what())
+                                              + QStringLiteral("; nothing is written"));
+        }
+        m_progress.clear();
     }
 
     void compare(const host::DataFile& wanted)
@@ -297,7 +313,7 @@ private:
                 writeFile(file);
         } catch (const Failure& failure) {
             throw Failure(failure.code(),
-                          QStringLiteral("%1; %2 of %3 values are written: run it again to go on")
+                          QStringLiteral("%1; %2 of %3 values are confirmed: run it again to go on")
                               .arg(QString::fromUtf8(failure.what()))
                               .arg(m_settled - m_refused.size())
                               .arg(m_count));

@@ -77,7 +77,9 @@ bool TableConnection::isDone(const Request& request)
         } catch (const Failure& failure) {
             if (failure.code() == ExitCode::Refused)
                 return false;
-            if (failure.code() == ExitCode::Port || attempt >= m_retries)
+            const bool mayPass =
+                failure.code() == ExitCode::NoAnswer || failure.code() == ExitCode::Damaged;
+            if (!mayPass || attempt >= m_retries)
                 throw;
             host::releaseReplies(m_connection.port(), m_connection.portSettings().secondsPerByte);
         }

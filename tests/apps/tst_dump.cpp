@@ -188,6 +188,7 @@ void TestDump::restoresWhatDiffers()
     QCOMPARE(dry.exitCode, 0);
     QCOMPARE(dry.output.left(difference.size()), difference);
     QCOMPARE(dry.output.count('\n'), DISTURBED + 1);
+    QCOMPARE(controller.run("restore --dry-run " + m_dump + " O O").output.count('\n'), 2);
     const Outcome unasked = controller.run("restore " + m_dump);
     QCOMPARE(unasked.exitCode, 2);
     QVERIFY(unasked.errors.contains("nothing is written without --yes"));
@@ -221,7 +222,7 @@ void TestDump::goesOn()
     const Plant cut(disturbed, QString("lose-reply@%1x1000").arg(whole.requests() + 5));
     const Outcome first = cut.run(restore + "--yes");
     QCOMPARE(first.exitCode, 4);
-    QVERIFY2(first.errors.contains("; 4 of 7 values are written: run it again to go on"),
+    QVERIFY2(first.errors.contains("; 4 of 7 values are confirmed: run it again to go on"),
              qPrintable(first.errors));
     const Plant next(cut.tables());
     QCOMPARE(next.run(restore + "--yes").exitCode, 0);
