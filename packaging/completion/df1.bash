@@ -15,8 +15,10 @@ _df1_links() {
 # What it knows nothing of is left to the completion of file names.
 _df1_values() {
     local usage
-    usage=$(grep -Eo -m 1 -e "^ +(-[a-z],)?$2 [A-Z].*" <<<"$1") || return 1
-    case "$2 ${usage#*"$2" }" in
+    usage=$(grep -Eo -m 1 -e "^ +(-[a-z],)?$2(,--[a-z-]+)? [A-Z].*" <<<"$1" |
+        sed 's/^ *[^ ]* //')
+    [[ -n $usage ]] || return 1
+    case "$2 $usage" in
     *{*}*)
         usage=${usage#*\{}
         usage=${usage%%\}*}

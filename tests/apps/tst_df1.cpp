@@ -349,12 +349,14 @@ void TestDf1::completes()
         {"bash", "read --profile %1 ", "oven press4"},
         {"bash", "read --profile %1 press4 ", ""},
         {"bash", "info ", ""},
+        {"bash", "dump --profile %1 -o ", ""},
         {"zsh", "re", "read:Read values and print them"},
         {"zsh", "info --j", "--json"},
         {"zsh", "read --format ", "text json csv"},
         {"zsh", "read --plugin ", "files"},
         {"zsh", "read --profile %1 ", "oven press4"},
         {"zsh", "read --profile %1 press4 ", "files"},
+        {"zsh", "dump --profile %1 -o ", "files"},
     };
     const QStringList df1 = support::df1({});
     if (df1.size() > 1)
