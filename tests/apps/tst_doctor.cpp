@@ -130,7 +130,7 @@ void TestDoctor::controllers()
                                        : simulator::Place(simulator::PtyPlace());
         QVERIFY2(server.start(place, &error), qPrintable(error));
         const Outcome outcome =
-            runDf1(doctorAt(server.portName(), row.arguments + QString(" --timeout 60")));
+            runDf1(doctorAt(server.portName(), row.arguments + QString(" --timeout 200")));
         ROW_COMPARE(row.name, outcome.exitCode, row.exitCode);
         const QStringList lines = outcome.output.split('\n');
         ROW_COMPARE(row.name, lines.at(0).left(row.verdict.size()), row.verdict);
@@ -139,7 +139,7 @@ void TestDoctor::controllers()
         ROW_COMPARE(row.name, int(outcome.errors.contains("speed and parity can't be told")), 1);
         if (row.exitCode == 5) {
             const Outcome json =
-                runDf1(doctorAt(server.portName(), "--timeout 60 --format json -q"));
+                runDf1(doctorAt(server.portName(), "--timeout 200 --format json -q"));
             QVERIFY2(json.output.contains(R"("finding": "bcc",)"), qPrintable(json.output));
             continue;
         }
