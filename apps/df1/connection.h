@@ -67,7 +67,7 @@ public:
     DriverInterface& operator*() const { return *m_loader.driver(); }
     DriverInterface* operator->() const { return m_loader.driver(); }
     /// A further driver, which shares nothing with this one and goes before it; its
-    /// transaction numbers begin at a random place.
+    /// transaction numbers begin where the time says.
     std::unique_ptr<DriverInterface> create() const;
 
 private:

@@ -4,7 +4,8 @@
 #include <QFileInfo>
 #include <QJsonObject>
 #include <QLibrary>
-#include <QRandomGenerator>
+
+#include <chrono>
 
 #include "drivers/abstractdeviceinterface.h"
 
@@ -47,11 +48,14 @@ private:
 
 }
 
-// Every attempt takes a number, wherever it leads.
+// Every attempt takes a number, wherever it leads. A program needs longer than one step to
+// start, and the round is no divisor of the times after which programs are run again.
 void scatterTransactionNumbers(DriverInterface& driver)
 {
-    const int mostAttempts = 200;
-    DeadPort port(QRandomGenerator::global()->bounded(mostAttempts));
+    const std::chrono::milliseconds step(3);
+    const int stepsInRound = 1009;
+    const auto steps = std::chrono::steady_clock::now().time_since_epoch() / step;
+    DeadPort port(static_cast<int>(steps % stepsInRound));
     CommunicatorCommand command;
     command.type = 2;
     command.address = QStringLiteral("N7:0");

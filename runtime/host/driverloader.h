@@ -11,10 +11,11 @@
 
 namespace host {
 
-/// Has @p driver go on from a random transaction number. A new driver begins at 1,
-/// and a controller discards a request that carries the SRC, CMD and TNS of the one
-/// before (publication 1770-6.5.16, duplicate detection): of two programs, one run
-/// after the other, the second would lose its first attempt. Sends nothing.
+/// Has @p driver go on from a transaction number that the time gives: within a second or
+/// two, no program goes on where one before it ended. A new driver begins at 1, and a
+/// controller discards a request that carries the SRC, CMD and TNS of the one before
+/// (publication 1770-6.5.16, duplicate detection): of two programs, one run after the other,
+/// the second would lose its first attempt. Sends nothing; takes up to a millisecond.
 void scatterTransactionNumbers(DriverInterface& driver);
 
 /// Where the driver plugin is looked for by default: the file that the

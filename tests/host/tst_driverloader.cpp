@@ -4,6 +4,8 @@
 #include <QTemporaryDir>
 
 #include "host/driverloader.h"
+#include "support/requests.h"
+#include "support/scriptedport.h"
 
 class TestDriverLoader : public QObject
 {
@@ -14,6 +16,7 @@ private slots:
     void refuses();
     void ownsTheDriver();
     void makesFurtherDrivers();
+    void beginsWhereNoProgramEnded();
     void defaultPath();
     void prefersTheInstalledPlace();
 };
@@ -88,6 +91,25 @@ void TestDriverLoader::makesFurtherDrivers()
     QVERIFY(other->getLastError().isNull());
     QVERIFY(!host::DriverLoader(OTHER_PLUGIN_FILE).create(&error));
     QVERIFY2(error.contains("exports no CreateDriver"), qPrintable(error));
+}
+
+// Catches: a program whose first request carries the number of the last one of the program
+// before it, which a controller discards.
+void TestDriverLoader::beginsWhereNoProgramEnded()
+{
+    const host::DriverLoader loader(MICROLOGIX_FILE);
+    QSet<QByteArray> numbers;
+    const int programs = 50;
+    for (int i = 0; i < programs; ++i) {
+        QTest::qSleep(4);
+        QString error;
+        const auto driver = loader.create(&error);
+        host::scatterTransactionNumbers(*driver);
+        ScriptedPort port;
+        driver->read(&port, request(2, 2, "N7:0"));
+        numbers << port.sent.at(0);
+    }
+    QCOMPARE(numbers.size(), programs);
 }
 
 // Catches: a default that misses the build tree, or ignores the variable.
