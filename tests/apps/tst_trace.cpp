@@ -113,7 +113,7 @@ void TestTrace::tracesEveryVerb()
     for (const QString& verb : {QString("write N7:0 1"), QString("watch N7:0 --count 1"),
                                 "poll --count 1 " + path("tags.csv"), QString("doctor"),
                                 QString("dump N7"), "restore --yes " + path("dump.json")}) {
-        const Outcome outcome = df1(verb + " --trace -");
+        const Outcome outcome = df1(verb + " --timeout 9000 --trace -");
         QVERIFY2(outcome.exitCode == 0 && outcome.errors.contains("Z < ACK [10 06]\n"),
                  qPrintable(verb + outcome.errors));
         ROW_COMPARE(qPrintable(verb), df1(verb + " --trace /dev/full").exitCode, 8);
