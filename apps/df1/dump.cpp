@@ -6,6 +6,7 @@
 #include <QSaveFile>
 
 #include "host/tagaddress.h"
+#include "host/wording.h"
 #include "progress.h"
 #include "simulator/tablesfile.h"
 #include "tableconnection.h"
@@ -172,9 +173,9 @@ ExitCode runDump(const DumpOptions& options)
     const simulator::DataTables tables =
         readAll(access, files, connection.limit.value_or(usual), progress);
     target.write(simulator::tablesText(tables, headOf(status, model, access.station())));
-    progress.tell(QStringLiteral("%1 data files written to %2")
-                      .arg(tables.files().size())
-                      .arg(target.name()));
+    const auto count = static_cast<qint64>(tables.files().size());
+    progress.tell(host::counted(count, "data file") + QStringLiteral(" written to ")
+                  + target.name());
     return ExitCode::Success;
 }
 

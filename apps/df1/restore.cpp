@@ -9,6 +9,7 @@
 
 #include "host/tagaddress.h"
 #include "host/values.h"
+#include "host/wording.h"
 #include "progress.h"
 #include "simulator/jsonfile.h"
 #include "simulator/tablesfile.h"
@@ -284,11 +285,17 @@ private:
                               .arg(listOf(m_missing)));
     }
 
+    QString difference() const
+    {
+        return host::counted(m_count, "value")
+               + QLatin1String(m_count == 1 ? " differs" : " differ");
+    }
+
     void confirm()
     {
         if (m_options.isConfirmed)
             return;
-        const QString question = QStringLiteral("%1 values differ").arg(m_count);
+        const QString question = difference();
         if (::isatty(STDIN_FILENO) != 1 || ::isatty(STDERR_FILENO) != 1)
             throw usage(question + QStringLiteral("; nothing is written without --yes"));
         std::cerr << question.toStdString() << "; write them to station " << m_access->station()
@@ -313,10 +320,10 @@ private:
                 writeFile(file);
         } catch (const Failure& failure) {
             throw Failure(failure.code(),
-                          QStringLiteral("%1; %2 of %3 values are confirmed: run it again to go on")
+                          QStringLiteral("%1; %2 of %3 confirmed: run it again to go on")
                               .arg(QString::fromUtf8(failure.what()))
                               .arg(m_settled - m_refused.size())
-                              .arg(m_count));
+                              .arg(host::counted(m_count, "value")));
         }
         m_progress.clear();
     }
@@ -347,13 +354,12 @@ private:
             troubles << QStringLiteral("refused: ") + listOf(m_refused);
         if (!m_unkept.isEmpty())
             troubles << QStringLiteral("written, but read back otherwise: ") + listOf(m_unkept);
-        const QString done =
-            m_count == 0 ? QStringLiteral("nothing differs")
-            : m_options.isDryRun
-                ? QStringLiteral("%1 values differ; nothing is written").arg(m_count)
-                : QStringLiteral("%1 of %2 values written")
-                      .arg(m_settled - m_refused.size())
-                      .arg(m_count);
+        const QString done = m_count == 0 ? QStringLiteral("nothing differs")
+                             : m_options.isDryRun
+                                 ? difference() + QStringLiteral("; nothing is written")
+                                 : QStringLiteral("%1 of %2 written")
+                                       .arg(m_settled - m_refused.size())
+                                       .arg(host::counted(m_count, "value"));
         if (troubles.isEmpty()) {
             tell(done, m_options.output);
             return ExitCode::Success;

@@ -4,6 +4,7 @@
 
 #include "connection.h"
 #include "host/values.h"
+#include "host/wording.h"
 #include "output.h"
 #include "target.h"
 
@@ -19,11 +20,6 @@ struct WriteOptions
     bool isConfirmed = false;
     OutputOptions output;
 };
-
-QString countOf(int values)
-{
-    return values == 1 ? QStringLiteral("1 value") : QStringLiteral("%1 values").arg(values);
-}
 
 /// Outputs move machines, and status words change how the controller runs.
 void requireConfirmation(const host::TagAddress& target, const WriteOptions& options)
@@ -46,9 +42,10 @@ void write(Connection& connection, const std::vector<host::WritePiece>& pieces)
         } catch (const Failure& failure) {
             if (done == 0)
                 throw;
-            throw Failure(failure.code(),
-                          QString::fromStdString(failure.what())
-                              + QStringLiteral("; %1 before it written").arg(countOf(done)));
+            throw Failure(
+                failure.code(),
+                QString::fromStdString(failure.what())
+                    + QStringLiteral("; %1 before it written").arg(host::counted(done, "value")));
         }
         done += piece.command.count;
     }
@@ -80,7 +77,8 @@ void verify(Connection& connection, const host::TagAddress& target, const QByteA
                         .arg(target.textOf(i), found.value, found.hex, wanted.value, wanted.hex);
     }
     if (different > 1)
-        first += QStringLiteral("; %1 of %2 differ").arg(different).arg(countOf(count));
+        first +=
+            QStringLiteral("; %1 of %2 differ").arg(different).arg(host::counted(count, "value"));
     if (different > 0)
         throw Failure(ExitCode::Mismatch, first);
 }
@@ -106,7 +104,7 @@ ExitCode runWrite(WriteOptions options)
     if (options.isVerified)
         verify(connection, target, data, count);
     tell(QStringLiteral("%1: %2 written%3")
-             .arg(target.text(), countOf(count),
+             .arg(target.text(), host::counted(count, "value"),
                   options.isVerified ? QStringLiteral(" and read back") : QString()),
          options.output);
     return ExitCode::Success;

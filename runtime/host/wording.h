@@ -24,10 +24,17 @@ inline QString hexText(const QByteArray& bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
+/// "1 value", "2 values" of @p noun "value".
+inline QString counted(qint64 count, const char* noun)
+{
+    const QString text = QStringLiteral("%1 %2").arg(count).arg(QLatin1String(noun));
+    return count == 1 ? text : text + QLatin1Char('s');
+}
+
 /// "1 byte", "2 bytes".
 inline QString byteCount(qint64 count)
 {
-    return QString::number(count) + QLatin1String(count == 1 ? " byte" : " bytes");
+    return counted(count, "byte");
 }
 
 }

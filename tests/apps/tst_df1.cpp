@@ -27,13 +27,11 @@ class TestDf1 : public QObject
 private slots:
     void failures_data();
     void failures();
-    void printsATable();
     void printsForPrograms_data();
     void printsForPrograms();
     void saysWhatItCouldNotPrint();
     void coloursTerminalsOnly();
     void namesTheNeighbours();
-    void readsOnAfterARefusal();
     void dividesReads();
     void verifiesWrites();
     void writesWhatItSays_data();
@@ -113,23 +111,6 @@ void TestDf1::failures()
     QVERIFY2(outcome.errors.contains(message), qPrintable(outcome.errors));
 }
 
-// Catches: values under the wrong address, and columns that scripts can't split.
-void TestDf1::printsATable()
-{
-    const Outcome outcome = runDf1({"read", "--count", "2", "N7:2", "F8:0", "T4:0.PRE"});
-    QCOMPARE(outcome.exitCode, 0);
-    QCOMPARE(outcome.errors, QString());
-    QStringList addresses;
-    for (const QString& line : outcome.output.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        const QStringList columns = line.simplified().split(QLatin1Char(' '));
-        QCOMPARE(columns.size(), 3);
-        addresses << columns.first();
-    }
-    QCOMPARE(addresses.join(QLatin1Char(' ')),
-             QString("ADDRESS N7:2 N7:3 F8:0 F8:1 T4:0.PRE T4:1.PRE"));
-    QVERIFY(outcome.output.contains(QRegularExpression("\nN7:2 +16 +0010\n")));
-}
-
 void TestDf1::printsForPrograms_data()
 {
     QTest::addColumn<QString>("arguments");
@@ -164,7 +145,8 @@ void TestDf1::printsForPrograms_data()
                                      << "[]\n";
 }
 
-// Catches: JSON or CSV that programs refuse, and numbers that lose their last digits.
+// Catches: values under the wrong address, JSON or CSV that programs refuse, and numbers that lose
+// their last digits.
 void TestDf1::printsForPrograms()
 {
     QFETCH(QString, arguments);
@@ -455,15 +437,7 @@ void TestDf1::tellsWhatThePluginIs()
     QVERIFY(text.contains("timeout 500, retry 3, station 1, delay 0"));
 }
 
-// Catches: one bad address that hides the values of the others.
-void TestDf1::readsOnAfterARefusal()
-{
-    const Outcome outcome = runDf1({"read", "N99:0", "N7:2"});
-    QCOMPARE(outcome.exitCode, 6);
-    QVERIFY(outcome.output.contains("N7:2"));
-}
-
-// Catches: a refused address that takes its neighbours in the same read with it, a read
+// Catches: a refused address that takes its neighbours with it or hides the others, a read
 // larger than it may be, and bytes 0x10 that no read has room for.
 void TestDf1::dividesReads()
 {

@@ -60,7 +60,7 @@ private:
 };
 
 /// A sweep of all stations waits for each of them.
-QStringList doctorAt(const QString& port, const QString& arguments = "--timeout 20")
+QStringList doctorAt(const QString& port, const QString& arguments)
 {
     return QStringList{"doctor", "--port", port} + arguments.split(' ', Qt::SkipEmptyParts);
 }
@@ -82,17 +82,18 @@ private slots:
 // understood, and a lost port that is told as silence.
 void TestDoctor::strangers()
 {
-    const std::tuple<const char*, QByteArray, int, QString> rows[] = {
-        {"nobody", "", 4, "silence: nothing came back at this port"},
-        {"echo", "=", 5, "own echo: "},
-        {"garbage", hex("FE7A80"), 5, "garbage: bytes came at this port"},
-        {"NAKs", hex("1015"), 5, "only NAKs: frames with CRC and with BCC"},
-        {"ACKs", hex("1006"), 4, "no station answers: frames with CRC are acknowledged"},
-        {"unplugged", "!", 3, ""},
+    const std::tuple<const char*, QByteArray, int, int, QString> rows[] = {
+        {"nobody", "", 20, 4, "silence: nothing came back at this port"},
+        {"echo", "=", 500, 5, "own echo: "},
+        {"garbage", hex("FE7A80"), 500, 5, "garbage: bytes came at this port"},
+        {"NAKs", hex("1015"), 500, 5, "only NAKs: frames with CRC and with BCC"},
+        {"ACKs", hex("1006"), 20, 4, "no station answers: frames with CRC are acknowledged"},
+        {"unplugged", "!", 500, 3, ""},
     };
-    for (const auto& [name, says, exitCode, verdict] : rows) {
+    for (const auto& [name, says, timeout, exitCode, verdict] : rows) {
         const Stranger stranger(says);
-        const Outcome outcome = runDf1(doctorAt(stranger.port()));
+        const Outcome outcome =
+            runDf1(doctorAt(stranger.port(), QString("--timeout %1").arg(timeout)));
         ROW_COMPARE(name, outcome.exitCode, exitCode);
         ROW_COMPARE(name, outcome.output.left(verdict.size()), verdict);
         ROW_COMPARE(name, outcome.output.count('\n'), exitCode == 3 ? 0 : 1);
@@ -130,7 +131,7 @@ void TestDoctor::controllers()
                                        : simulator::Place(simulator::PtyPlace());
         QVERIFY2(server.start(place, &error), qPrintable(error));
         const Outcome outcome =
-            runDf1(doctorAt(server.portName(), row.arguments + QString(" --timeout 200")));
+            runDf1(doctorAt(server.portName(), row.arguments + QString(" --timeout 500")));
         ROW_COMPARE(row.name, outcome.exitCode, row.exitCode);
         const QStringList lines = outcome.output.split('\n');
         ROW_COMPARE(row.name, lines.at(0).left(row.verdict.size()), row.verdict);
@@ -139,7 +140,7 @@ void TestDoctor::controllers()
         ROW_COMPARE(row.name, int(outcome.errors.contains("speed and parity can't be told")), 1);
         if (row.exitCode == 5) {
             const Outcome json =
-                runDf1(doctorAt(server.portName(), "--timeout 200 --format json -q"));
+                runDf1(doctorAt(server.portName(), "--timeout 500 --format json -q"));
             QVERIFY2(json.output.contains(R"("finding": "bcc",)"), qPrintable(json.output));
             continue;
         }

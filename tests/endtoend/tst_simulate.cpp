@@ -120,7 +120,7 @@ void TestSimulate::takesTablesAndFaults()
     tables.close();
     Simulator simulator(
         {"--tables", tables.fileName(), "--faults", "silence@2x5", "--tcp", "0", "--station", "9"});
-    const QStringList read = {"read",      "N7:2", "--timeout", "100",
+    const QStringList read = {"read",      "N7:2", "--timeout", "500",
                               "--station", "9",    "--port",    simulator.port()};
     QVERIFY(runDf1(read).output.contains("4711"));
     QCOMPARE(runDf1(read).exitCode, 4);
