@@ -28,7 +28,7 @@ extern "C" DriverInterface* CreateDriver();
 
 namespace {
 
-const int ROUNDS = 61;
+const int ROUNDS = 31;
 const int POLLS_PER_ROUND = 100;
 
 [[noreturn]] void fail(const QString& text)
