@@ -69,7 +69,7 @@ void TestSimulate::servesAndEnds_data()
                          << "%1/plc" << SIGINT;
     QTest::newRow("tcp") << "--tcp 0 --still"
                          << "tcp://" << SIGTERM;
-    QTest::newRow("tcp host") << "--tcp localhost:0 --pace 115200"
+    QTest::newRow("tcp host") << "--tcp 127.0.0.1:0 --pace 115200"
                               << "tcp://" << SIGINT;
 }
 
