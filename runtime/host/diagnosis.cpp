@@ -243,8 +243,7 @@ private:
     {
         const int timeoutMs =
             isOfMany ? qMin(m_settings.timeoutMs, SWEEP_TIMEOUT_MS) : m_settings.timeoutMs;
-        ProbeAnswer answer = exchange(echoRequest(envelopeTo(station), QByteArray::fromHex("55AA")),
-                                      check, timeoutMs);
+        ProbeAnswer answer = exchange(probeRequest(station), check, timeoutMs);
         tell(station, check, answer.outcome, isOfMany);
         return answer;
     }
@@ -260,6 +259,15 @@ private:
     }
 
     double secondsPerByte() const { return m_result.hasLineSettings ? m_at.secondsPerByte() : 0; }
+
+    QByteArray probeRequest(int station) const
+    {
+        QByteArray request;
+        do
+            request = echoRequest(envelopeTo(station), QByteArray::fromHex("55AA"));
+        while (isSoundWithEither(request));
+        return request;
+    }
 
     Envelope envelopeTo(int station) const
     {

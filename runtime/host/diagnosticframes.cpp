@@ -214,6 +214,11 @@ QByteArray framed(const QByteArray& message, CheckMethod check)
     return pairOf(DF1_DLE_STX) + frame + pairOf(DF1_DLE_ETX) + bccOf(message);
 }
 
+bool isSoundWithEither(const QByteArray& message)
+{
+    return framed(message, CheckMethod::Crc).startsWith(framed(message, CheckMethod::Bcc));
+}
+
 bool LineAnswer::isEmpty() const
 {
     return !isEchoed && acks == 0 && naks == 0 && enqs == 0 && strays == 0 && messages.empty();

@@ -33,6 +33,9 @@ QByteArray echoRequest(const Envelope& envelope, const QByteArray& data);
 QByteArray statusRequest(const Envelope& envelope);
 /// The whole frame around application bytes.
 QByteArray framed(const QByteArray& message, CheckMethod check);
+/// Whether the frame with CRC is, up to its last byte, also a sound one with BCC, as one
+/// in 256 is: a controller that expects a BCC acknowledges it.
+bool isSoundWithEither(const QByteArray& message);
 
 /// A frame that came whole, with a right check of the one or the other method.
 struct SoundMessage

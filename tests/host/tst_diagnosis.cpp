@@ -153,6 +153,7 @@ class TestDiagnosis : public QObject
 
 private slots:
     void verdicts();
+    void acknowledgedByChance();
     void lostLines();
     void triesTheUsualFirst();
     void tellsMode();
@@ -254,6 +255,23 @@ void TestDiagnosis::verdicts()
         ROW_COMPARE(row.name, optionsFor(diagnosis, "P"), row.options);
         ROW_COMPARE(row.name, isHealthyAsGiven(diagnosis, settings), row.isHealthy);
     }
+}
+
+// Catches: "no station answers" where a controller that expects a BCC has acknowledged
+// a frame whose CRC happens to begin with it.
+void TestDiagnosis::acknowledgedByChance()
+{
+    FakeLine line(controllerAt(3, simulator::CheckMethod::Bcc), "", "");
+    const DiagnosisSettings settings = quickSettings();
+    const auto isSoundNext = [&settings](int transaction) {
+        const Envelope next = {1, static_cast<quint8>(settings.self),
+                               static_cast<quint16>(transaction + 1)};
+        const QByteArray request = echoRequest(next, hex("55AA"));
+        return framed(request, CheckMethod::Crc).startsWith(framed(request, CheckMethod::Bcc));
+    };
+    while (!isSoundNext(freshTransaction())) {
+    }
+    QCOMPARE(diagnose(line, settings, [](const Probe&) {}).finding, Finding::Bcc);
 }
 
 // Catches: a line that is lost half-way, or can't be opened at all, told as silence.
