@@ -61,6 +61,21 @@ const Names* namesOf(const QString& file)
     return nullptr;
 }
 
+/// Files that a program has from the start; all letters but O and I need a number.
+const char* const USUAL_FILES = "S2 B3 T4 C5 R6 N7 F8";
+
+bool hasNumber(const QString& file, const QString& address, QString* error)
+{
+    for (const QString& usual : listOf(USUAL_FILES)) {
+        if (file.compare(usual.left(1), Qt::CaseInsensitive) != 0)
+            continue;
+        *error = QStringLiteral("%1: the file has no number; give one, such as %2%3")
+                     .arg(address, usual, address.mid(file.size()));
+        return false;
+    }
+    return true;
+}
+
 bool isKnown(const QString& name, const char* known, const QString& address, QString* error)
 {
     const QStringList names = listOf(known);
@@ -142,6 +157,8 @@ bool TagAddress::readParts(QString* error)
 
     const auto element = numberUpTo(MAX_ELEMENT, "element", match.captured(3), m_text, error);
     if (!element || (!number.isEmpty() && !numberUpTo(MAX_FILE, "file", number, m_text, error)))
+        return false;
+    if (!hasNumber(m_file, m_text, error))
         return false;
     m_element = *element;
     if (!bit.isEmpty()) {

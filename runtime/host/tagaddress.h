@@ -60,7 +60,8 @@ public:
     /// Takes any text: what names nothing has no place() and is left to the driver
     /// to refuse. Nothing, with one line in @p error (not null), for what the driver
     /// would take for something else: a file, element or bit number too large for
-    /// its field, an unknown bit or word of a timer, counter or control.
+    /// its field, a file without a number that is not O or I, an unknown bit or word of
+    /// a timer, counter or control.
     static std::optional<TagAddress> parse(const QString& text, QString* error);
 
     const QString& text() const { return m_text; }
