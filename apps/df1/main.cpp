@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <QCoreApplication>
+#include <QStringList>
 
 #include "decode.h"
 #include "doctor.h"
@@ -28,6 +29,25 @@ const char* const EXIT_CODES =
     "5 damaged traffic; 6 refused by the controller; 7 reads back otherwise than\n"
     "written; 8 output or the trace can't be written to; 130 interrupted.\n";
 
+/// CLI11 says only that something is missing or was not expected.
+void requireVerb(const CLI::App& app, const QString& first)
+{
+    QStringList verbs;
+    for (const CLI::App* const verb : app.get_subcommands(nullptr))
+        verbs << QString::fromStdString(verb->get_name());
+    const QStringList others{QStringLiteral("-h"), QStringLiteral("--help"),
+                             QStringLiteral("--version")};
+    if (verbs.contains(first) || others.contains(first))
+        return;
+    const QString all = verbs.join(QStringLiteral(", "));
+    throw Failure(
+        ExitCode::Usage,
+        first.isEmpty()
+            ? QStringLiteral("a verb is missing; give one of %1").arg(all)
+            : QStringLiteral("'%1' is no verb; give one of %2 first, and options behind it")
+                  .arg(first, all));
+}
+
 int runWith(int argc, char** argv)
 {
     CLI::App app("Reads and writes Allen-Bradley MicroLogix controllers over DF1 full duplex.",
@@ -49,6 +69,7 @@ int runWith(int argc, char** argv)
     addSimulateVerb(app, run);
     addWatchVerb(app, run);
 
+    requireVerb(app, argc > 1 ? QString::fromLocal8Bit(argv[1]) : QString());
     ExitCode code = ExitCode::Success;
     try {
         app.parse(argc, argv);
