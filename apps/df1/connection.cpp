@@ -3,11 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <QFileInfo>
 #include <algorithm>
+#include <unistd.h>
 
 #include "drivers/drv_dev_setting.h"
 #include "host/explanation.h"
 #include "host/link.h"
 #include "host/tracer.h"
+#include "output.h"
 #include "rehearsal.h"
 #include "simulator/server.h"
 #include "trace.h"
@@ -226,6 +228,13 @@ void ConnectionOptions::takeProfile()
 bool ConnectionOptions::isSimulator() const
 {
     return !port || *port == SIMULATOR;
+}
+
+void ConnectionOptions::tellOfSimulator(const OutputOptions& output) const
+{
+    if (!port && link.empty() && ::isatty(STDERR_FILENO) == 1)
+        tell(QStringLiteral("no --port is given: this is the embedded simulated controller"),
+             output);
 }
 
 LoadedDriver::LoadedDriver(const std::string& plugin)

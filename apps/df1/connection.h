@@ -28,6 +28,7 @@ class PtyServer;
 }
 
 class Trace;
+struct OutputOptions;
 
 /// What the command line says; what it leaves out comes from the link that it names in
 /// a profile file, and then from the driver.
@@ -55,6 +56,9 @@ struct ConnectionOptions
     /// Failure when there is no such link.
     void takeProfile();
     bool isSimulator() const;
+    /// Tells people of it who have not asked for it, so that they take its values for no
+    /// machine's.
+    void tellOfSimulator(const OutputOptions& output) const;
     int dataBytes() const { return limit.value_or(host::USUAL_DATA_BYTES); }
 };
 

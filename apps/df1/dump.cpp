@@ -159,6 +159,7 @@ ExitCode runDump(const DumpOptions& options)
     const std::vector<host::DataFileName> names = namesIn(options.files);
     Target target(options.target); // a pipe waits for its reader, until Ctrl-C
     EndSignals ending;
+    options.connection.tellOfSimulator(options.output);
     ConnectionOptions connection = options.connection;
     connection.takeProfile();
     TableConnection access(connection, ending);

@@ -177,6 +177,7 @@ ExitCode runRead(const ReadOptions& options)
     const std::vector<host::ReadItem> items = itemsOf(options);
     if (items.empty())
         return ExitCode::Usage;
+    options.connection.tellOfSimulator(options.output);
     Connection connection(options.connection);
     BatchRead batch(connection, items);
     const ExitCode code = batch.run();

@@ -171,6 +171,7 @@ public:
         , m_wanted(chosen(wanted, options))
         , m_progress(options.output)
     {
+        options.connection.tellOfSimulator(options.output);
         ConnectionOptions connection = options.connection;
         connection.takeProfile();
         m_access = std::make_unique<TableConnection>(connection, m_ending);

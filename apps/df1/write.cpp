@@ -21,16 +21,27 @@ struct WriteOptions
     OutputOptions output;
 };
 
-/// Outputs move machines, and status words change how the controller runs.
+/// Why nobody writes to @p place unawares: outputs move machines, status words change how
+/// the controller runs, and who names a whole timer hardly means its flags. Else nothing.
+QString cautionOf(const host::DataPlace& place)
+{
+    if (place.letter == 'O')
+        return QStringLiteral("it is in an output file");
+    if (place.letter == 'S')
+        return QStringLiteral("it is in the status file");
+    if (host::isThreeWordFile(place.letter) && place.word == 0 && !place.bit)
+        return QStringLiteral("it is the control word, not %1")
+            .arg(host::wordNamesOf(place.letter).join(QStringLiteral(" or ")));
+    return QString();
+}
+
 void requireConfirmation(const host::TagAddress& target, const WriteOptions& options)
 {
-    const char letter = target.place() ? target.place()->letter : ' ';
-    const bool isDelicate = letter == 'O' || letter == 'S';
-    if (isDelicate && !options.isConfirmed && !options.connection.isSimulator())
-        throw Failure(ExitCode::Usage,
-                      QStringLiteral("%1: it is in %2 file; add --yes to write to it")
-                          .arg(target.text(), letter == 'O' ? QStringLiteral("an output")
-                                                            : QStringLiteral("the status")));
+    const QString caution = target.place() ? cautionOf(*target.place()) : QString();
+    if (!caution.isEmpty() && !options.isConfirmed && !options.connection.isSimulator())
+        throw Failure(
+            ExitCode::Usage,
+            QStringLiteral("%1: %2; add --yes to write to it").arg(target.text(), caution));
 }
 
 void write(Connection& connection, const std::vector<host::WritePiece>& pieces)
@@ -99,6 +110,7 @@ ExitCode runWrite(WriteOptions options)
         return ExitCode::Success;
     }
     requireConfirmation(target, options);
+    options.connection.tellOfSimulator(options.output);
     Connection connection(options.connection);
     write(connection, pieces);
     if (options.isVerified)
@@ -131,7 +143,7 @@ void addWriteVerb(CLI::App& app, std::function<ExitCode()>& run)
                    "Print the frames that would be sent, and open no port");
     verb->add_flag("--verify", options->isVerified, "Read back what was written, and compare");
     verb->add_flag("--yes", options->isConfirmed,
-                   "Do write to an output or status file of a controller");
+                   "Do write to an output or status file, or a control word, of a controller");
     options->output.addQuietTo(*verb);
     verb->footer("Examples:\n"
                  "  df1 write N7:0 42 0x2A --port /dev/ttyUSB0\n"

@@ -30,6 +30,7 @@ private slots:
     void printsForPrograms_data();
     void printsForPrograms();
     void saysWhatItCouldNotPrint();
+    void tellsPeopleOfTheSimulator();
     void coloursTerminalsOnly();
     void namesTheNeighbours();
     void dividesReads();
@@ -56,7 +57,9 @@ void TestDf1::failures_data()
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("message");
 
-    QTest::newRow("no verb") << "" << 2 << "subcommand is required";
+    QTest::newRow("no verb") << "" << 2 << "give one of decode, ";
+    QTest::newRow("wrong verb") << "reed N7:0" << 2 << "'reed' is no verb";
+    QTest::newRow("option first") << "--port /none read N7:0" << 2 << "options behind it";
     QTest::newRow("no address") << "read" << 2 << "address is required";
     QTest::newRow("unknown option") << "read N7:0 --speed 3" << 2 << "--speed";
     QTest::newRow("no element") << "read N7 --port /none" << 2 << "'N7' is no address";
@@ -67,6 +70,7 @@ void TestDf1::failures_data()
     QTest::newRow("no plugin") << "read N7:0 --plugin /nonexistent" << 2 << "/nonexistent";
     QTest::newRow("no port") << "read N7:0 --port /nonexistent" << 3 << "no such device";
     QTest::newRow("no server") << "read N7:0 --port tcp://127.0.0.1:1" << 3 << "refused";
+    QTest::newRow("no file number") << "read S:1/5" << 2 << "such as S2:1/5";
     QTest::newRow("bit out of range") << "read B3:0/256" << 2 << "0 to 255";
     QTest::newRow("elements out of range") << "read N7:65535 --count 2" << 2 << "0 to 65535";
     QTest::newRow("no such bit") << "read T4:0/XY" << 2 << "EN, TT, DN";
@@ -74,7 +78,8 @@ void TestDf1::failures_data()
     QTest::newRow("form of a float") << "read F8:0 --as hex --port /none" << 2 << "give f32";
     QTest::newRow("no such form") << "read N7:0 --as i8" << 2 << "i16,u16,hex,bin,bits,i32,u32,f32";
     QTest::newRow("output") << "write O:0 1 --port /none" << 2 << "output file; add --yes";
-    QTest::newRow("status") << "write S:5 1 --port /none" << 2 << "status file; add --yes";
+    QTest::newRow("status") << "write S2:5 1 --port /none" << 2 << "status file; add --yes";
+    QTest::newRow("whole timer") << "write T4:0 1 --port /none" << 2 << "not PRE or ACC; add --yes";
     QTest::newRow("output, meant") << "write O:0 1 --port /none --yes" << 3 << "/none";
     QTest::newRow("no value") << "write N7:0" << 2 << "value is required";
     QTest::newRow("word too large") << "write N7:0 65536 --port /none" << 2 << "-32768 to 65535";
@@ -174,6 +179,21 @@ void TestDf1::saysWhatItCouldNotPrint()
         QCOMPARE(outcome.exitCode, 8);
         QVERIFY2(outcome.errors.startsWith(errors), qPrintable(command + outcome.errors));
     }
+}
+
+// Catches: a person who forgets the port and takes simulated values for a machine's, and
+// scripts that get a line more than they know.
+void TestDf1::tellsPeopleOfTheSimulator()
+{
+    const support::PtyPair line;
+    const QString command = "\"$@\" read N7:0 2>" + line.slavePath()
+                            + "; \"$@\" read N7:0 --port sim 2>" + line.slavePath();
+    support::run(QStringList{"sh", "-c", command, "sh"} + support::df1({}));
+    char buffer[256];
+    const ssize_t received = ::read(line.master(), buffer, sizeof buffer);
+    QCOMPARE(QByteArray(buffer, static_cast<int>(received)),
+             QByteArray("no --port is given: this is the embedded simulated controller\n"));
+    QCOMPARE(runDf1({"read", "N7:0"}).errors, QString());
 }
 
 // Catches: colours in files and pipes, or against the user's wish.
