@@ -33,12 +33,12 @@ private slots:
     void fileNames()
     {
         // Type and number.
-        const char* const rows[][2] = {{"O5", "8200"},   {"I9", "8301"},           {"i", "8301"},
-                                       {"S", "8400"},    {"ST9", "8400"},          {"b003", "8503"},
-                                       {"T4", "8604"},   {"C5", "8705"},           {"R6", "8806"},
-                                       {"N7", "8907"},   {"F8", "8A08"},           {"N255", "89FF"},
-                                       {"N300", "892C"}, {"N99999999999", "8900"}, {"L9", "00FF"},
-                                       {"", "00FF"},     {"\xCEx", "00FF"}};
+        const char* const rows[][2] = {{"O5", "8200"},   {"o", "8200"},    {"I9", "8301"},
+                                       {"i", "8301"},    {"S", "8400"},    {"ST9", "8400"},
+                                       {"b003", "8503"}, {"T4", "8604"},   {"C5", "8705"},
+                                       {"R6", "8806"},   {"N7", "8907"},   {"F8", "8A08"},
+                                       {"N255", "89FF"}, {"N300", "892C"}, {"N99999999999", "8900"},
+                                       {"L9", "00FF"},   {"", "00FF"},     {"\xCEx", "00FF"}};
         for (const auto& row : rows) {
             const unsigned char found[] = {DF1GetFileType(row[0]), DF1GetFileNo(row[0])};
             ROW_COMPARE(row[0], QByteArray(reinterpret_cast<const char*>(found), 2), hex(row[1]));

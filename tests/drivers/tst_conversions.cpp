@@ -119,6 +119,7 @@ private slots:
         const QByteArray eight = hex("0102030405060708"), seven = eight.left(7);
         QCOMPARE(fromBigEndianUShortArray(bytesOf(eight), 2), hex("02010403"));
         QCOMPARE(fromBigEndianULongArray(bytesOf(eight), 2), hex("0403020108070605"));
+        QCOMPARE(fromBigEndianUShortArray(bytesOf(eight), 1), hex("0201"));
         const int counts[] = {0, -1, INT_MIN, INT_MAX, 0x40000001};
         for (int count : counts) {
             QVERIFY(fromBigEndianUShortArray(bytesOf(eight), count).isEmpty());
@@ -212,14 +213,16 @@ private slots:
         }
     }
 
-    // Catches: a start off by one, bytes other than 0 and 1, a read past the end.
+    // Catches: a start off by one, bytes other than 0 and 1, a read or a write past the end.
     void expandsBits()
     {
         const QByteArray data = randomBytes(4);
         for (unsigned short first = 0; first < 40; ++first) {
             QByteArray expected;
             for (int count = 0; count < 50; ++count) {
-                QCOMPARE(ExpandBitsToBytes(data, first, count), expected);
+                const QByteArray expanded = ExpandBitsToBytes(data, first, count);
+                QCOMPARE(expanded, expected);
+                QCOMPARE(expanded.constData()[count], '\0');
                 expected.append(getBit(data, first + count) ? '\1' : '\0');
             }
         }
@@ -232,7 +235,8 @@ private slots:
     void copiesBits()
     {
         for (int i = 0; i < 2000; ++i) {
-            QByteArray source = randomBytes(1 + randomBelow(6)), dest = randomBytes(randomBelow(8));
+            QByteArray source = randomBytes(1 + randomBelow(10)),
+                       dest = randomBytes(randomBelow(8));
             const QByteArray before = source + QByteArray();
             const int first = randomBelow(8 * sizeOf(dest) + 1);
             const int count = randomBelow(8 * sizeOf(source) + 1);

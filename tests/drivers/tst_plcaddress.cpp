@@ -13,9 +13,9 @@ private slots:
     // Catches: a wrong end of the prefix, and texts of the two kinds read differently.
     void prefixes()
     {
-        const char* const rows[][2] = {{"D100", "D"},      {"DM10A", "DM"}, {"_x1", "_x"},
-                                       {"azAZ_", "azAZ_"}, {"Z[", "Z"},     {"a`", "a"},
-                                       {"\xC4x", ""},      {"100", ""},     {"", ""}};
+        const char* const rows[][2] = {
+            {"D100", "D"}, {"DM10A", "DM"}, {"_x1", "_x"}, {"azAZ_", "azAZ_"}, {"Z[", "Z"},
+            {"a`", "a"},   {"z{", "z"},     {"\xC4x", ""}, {"100", ""},        {"", ""}};
         for (const auto& row : rows) {
             ROW_COMPARE(row[0], ExtractPrefixSymbol(QByteArray(row[0])), QByteArray(row[1]));
             ROW_COMPARE(row[0], ExtractPrefixSymbol(QString::fromLatin1(row[0])),
@@ -30,12 +30,24 @@ private slots:
         {
             const char* text;
             int radix, number;
-        } rows[] = {{"D100", 10, 100},      {"Y17", 8, 15},  {"x1f", 16, 31},
-                    {"xf", 16, 15},         {"Y18", 8, 0},   {"Y81", 8, 1},
-                    {"DA", 16, 218},        {"XA", 16, 10},  {"DM10", 16, 0},
-                    {"D-5", 10, 5},         {"D5/3", 10, 0}, {"D2147483647", 10, INT_MAX},
-                    {"D2147483648", 10, 0}, {"M", 10, 0},    {"", 10, 0},
-                    {"D100", 2, -1},        {"", 0, -1}};
+        } rows[] = {{"D100", 10, 100},
+                    {"Y17", 8, 15},
+                    {"x1f", 16, 31},
+                    {"xf", 16, 15},
+                    {"Y:9", 16, 9},
+                    {"Y18", 8, 0},
+                    {"Y81", 8, 1},
+                    {"DA", 16, 218},
+                    {"XA", 16, 10},
+                    {"DM10", 16, 0},
+                    {"D-5", 10, 5},
+                    {"D5/3", 10, 0},
+                    {"D2147483647", 10, INT_MAX},
+                    {"D2147483648", 10, 0},
+                    {"M", 10, 0},
+                    {"", 10, 0},
+                    {"D100", 2, -1},
+                    {"", 0, -1}};
         for (const auto& row : rows) {
             ROW_COMPARE(row.text, ExtractPLCDeviceAddress(QByteArray(row.text), row.radix),
                         row.number);

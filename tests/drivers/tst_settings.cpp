@@ -31,7 +31,7 @@ DeviceSetting defaultPort()
 /// Entries "A" at port 502 and "B" at port 503, or fewer.
 QList<Entry> entries(int count)
 {
-    return (QList<Entry>() << Entry("A", 502) << Entry("B", 503)).mid(0, count);
+    return (QList<Entry>() << Entry("A", 502) << Entry("B", 503) << Entry("C", 504)).mid(0, count);
 }
 
 template <typename Record>
@@ -290,14 +290,14 @@ private slots:
         const KeptMessages messages;
         DriverSetting(500, 3, 1, 0).dump();
         device.dump();
-        device.socketList = entries(2);
-        device.setCurrentIPIndex(1);
+        device.socketList = entries(3);
+        device.setCurrentIPIndex(2);
         device.dump();
         const QString line =
             "0 type: 4294967295 string: \"C\"M\" baudrate: 19200 databits: 8 "
             "stopbits: 0 parity: -1 linkID: -1 current ip: \"%1\" current port: %2 ";
         QCOMPARE(messages.list(), QStringList() << "0 timeout: 500 retry: 3 stationid: 1 delay: 0 "
-                                                << line.arg("", "0") << line.arg("B", "503"));
+                                                << line.arg("", "0") << line.arg("C", "504"));
     }
 };
 

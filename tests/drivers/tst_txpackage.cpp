@@ -111,6 +111,8 @@ private slots:
         QCOMPARE(package.byteArrayData(), hex("A1A2A30000"));
         package.setSectionSize(Sizes() << 2);
         QCOMPARE(package.byteArrayData(), hex("A1A2"));
+        package.setSectionSize(Sizes() << 3);
+        QCOMPARE(package.byteArrayData(), hex("A1A200"));
         package.setSectionSize(Sizes() << (1 << 30));
         QCOMPARE(package.totalSize(), 0);
         package.setSectionSize(Sizes() << INT_MAX << INT_MAX << 4);

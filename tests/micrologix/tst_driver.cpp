@@ -108,7 +108,8 @@ private slots:
         for (const auto& row : rows) {
             const QByteArray name = "type " + QByteArray::number(row[0]);
             CommunicatorCommand c;
-            ROW_COMPARE(name, c.type == 0 && c.count == 0 && c.address.isNull(), true);
+            ROW_COMPARE(name, c.type == 0 && c.count == 0 && c.hostData == 0 && c.address.isNull(),
+                        true);
             c.type = row[0];
             c.count = row[1];
             c = CommunicatorCommand(c);

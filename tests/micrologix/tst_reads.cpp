@@ -27,6 +27,7 @@ private slots:
             {"3 2 F8:1", "08088A0100", "0000803F00000040", "0000803F00000040"},
             {"2 1 I:0", "0201830000", "0102", "0102"},
             {"2 1 O5:0", "0200820000", "0102", "0102"},
+            {"2 1 I300:0", "0201830000", "0102", "0102"},
             {"2 1 O300:0", "0200820000", "0102", "0102"},
             {"2 1 N7:254", "020789FE00", "0102", "0102"},
             {"2 1 N7:255", "020789FFFF0000", "0102", "0102"},
@@ -38,6 +39,8 @@ private slots:
             {"2 2 T4:300", "0C0486FF2C0100", timers, "00A00020"},
             {"2 2 t4:0.preset/3", "0C04860000", timers, "0A001400"},
             {"2 2 T4:0.DN", "0C04860000", timers, "05000700"},
+            {"3 1 T4:0", "0C04860000", timers, "00A00020"},
+            {"2 1 T4:0.PRX", "0604860000", "00A00A000500", "0500"},
             {"2 1 C5:1.ACC", "0605870100", "008005000300", "0300"},
             {"2 1 R6:0.LEN", "0606880000", "008005000300", "0500"},
             {"2 1 R6:0.PRE", "0606880000", "008005000300", "0300"},
@@ -157,15 +160,14 @@ private slots:
             bool hasError() override { return true; }
         } driver;
         ScriptedPort port;
-        port.retries = 2;
-        port.delay = 20;
-        port.answer(reply(1, hex("3412")))
-            .answer(reply(2, hex("3412")))
-            .answer(reply(3, hex("3412")));
+        port.retries = 59;
+        port.delay = 1;
+        for (int attempt = 1; attempt <= 60; ++attempt)
+            port.answer(reply(attempt, hex("3412")));
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(driver.read(&port, request(2, 1, "N7:0")), hex("3412"));
-        QCOMPARE(port.calls.count("delay"), 3);
+        QCOMPARE(port.calls.count("delay"), 60);
         QVERIFY(timer.elapsed() >= 60);
     }
 };

@@ -80,6 +80,7 @@ private slots:
             {"data: less", Pieces() << reply(1, hex("34")), loss, 0, 0},
             {"data: more", Pieces() << reply(1, hex("341256")), crc, 0, 0},
             {"data: DLEs, no check", Pieces() << dles.left(16), loss, 0, 0},
+            {"data: DLEs, half a check", Pieces() << dles.left(17), crc, 0, 0},
             {"data: cut DLE pair", Pieces() << dles.left(13) << hex("10101003"), loss, 0, 0},
         };
         for (const auto& row : rows) {
@@ -136,6 +137,9 @@ private slots:
             {1, reply(1, hex("10"), "F0"),
              "receive 2: 1006, receive 2: 1002, " + refused
                  + "receive 5: 1010100312, receive 1: d7, send 1006"},
+            {1, reply(1, "", "10").left(13),
+             "receive 2: 1006, receive 2: 1002, receive 6: 00014f101001, "
+             "receive 1: 00, receive 4: 1003"},
             {1, ENQ, "receive 2: 1005, send 1006, receive 2: , receive 2: , receive 2: "},
         };
         for (const auto& row : rows) {
